@@ -1,0 +1,24 @@
+/*
+ * How arbitrary bytes become part of one line.
+ *
+ * \n, \r and \t are written so; every other control character, DEL and the UTF-8 form of the C1
+ * controls (U+0080 to U+009F, U+0085 among them is "next line") byte by byte as \xHH. All other
+ * bytes, also invalid UTF-8, stand for themselves.
+ *
+ * Any thread; pure, safe in a signal handler.
+ */
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace dlog
+{
+
+// The length of the text once escaped.
+std::size_t escapedSize(std::string_view text);
+
+// Writes the escaped text at out, which has room for escapedSize(text). Returns the end of it.
+char* escape(std::string_view text, char* out);
+
+} // namespace dlog
