@@ -1,0 +1,131 @@
+/*
+ * The loop-thread executor: carries units of work from any thread to the thread of one event loop.
+ *
+ * A unit is a function and a heap object that it works on. Units run on the loop's thread, one at a
+ * time, in the order in which they were queued, each exactly once. Queuing never waits for the
+ * loop, however many units wait already and whether or not the loop runs yet.
+ *
+ * The executor owns a unit's data from the moment of the call, also when the call fails, and frees
+ * it with its real type.
+ */
+#pragma once
+
+#include <sdeventplus/event.hpp>
+#include <sdeventplus/source/io.hpp>
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <type_traits>
+#include <utility>
+
+namespace infrautils
+{
+
+// The result tells how the work went; the executor does not look at it.
+using UnitFunction = int (*)(void* context, void* data, unsigned long size);
+
+// A unit's data together with the deleter of its real type.
+using OwnedData = std::unique_ptr<void, void (*)(void*)>;
+
+// Held while units are queued and taken, and across fork.
+extern std::mutex oneWayChannelOperationMutex;
+
+/*
+ * Queues a unit; what OneWayChannel_Execute does once it has put the type away.
+ * Any thread; takes its own lock. Never throws.
+ * The seam for tests: a double of this one function sees every unit of the program.
+ */
+int executeUnit(UnitFunction function, OwnedData data, unsigned long size, int flag);
+
+class OneWayChannel
+{
+  public:
+    using Callback = std::function<int(void* context, void* data, unsigned long size)>;
+
+    /*
+     * The process's one channel, created at the first call. When its pipe cannot be created, that
+     * is logged and thrown as std::runtime_error.
+     * Any thread; takes its own lock.
+     */
+    static OneWayChannel& getInstance();
+
+    /*
+     * From now on the loop runs the units, each with that context. The callback, which may be
+     * empty, runs the units that bring no function of their own. A later registration replaces an
+     * earlier one; what is queued by then moves to the new loop. Returns 0, or -1 when the loop
+     * does not take the channel: then all stays as it was. Only on the thread that runs the loop.
+     */
+    int RegisterEventLoop(sdeventplus::Event& loop, void* context, Callback callback);
+
+    // Null until the first getInstance, and in the child of a fork.
+    static std::atomic<OneWayChannel*> instance;
+    static std::mutex initCriticalSection;
+
+    OneWayChannel(const OneWayChannel&) = delete;
+    OneWayChannel& operator=(const OneWayChannel&) = delete;
+
+  private:
+    struct Unit
+    {
+        UnitFunction function;
+        OwnedData data;
+        unsigned long size;
+    };
+
+    using Units = std::list<Unit>;
+
+    friend int executeUnit(UnitFunction, OwnedData, unsigned long, int);
+
+    OneWayChannel();
+    ~OneWayChannel();
+
+    static void registerForkHandlers();
+    static void beforeFork();
+    static void afterForkInParent();
+    static void afterForkInChild();
+
+    // REQUIRES: oneWayChannelOperationMutex held. Takes the unit over when it returns 0.
+    int enqueue(Units& unit);
+    bool wakeLoop() const;
+
+    // The loop's thread only.
+    void runPending();
+    void drainPipe() const;
+    void runUnit(const Unit& unit) noexcept;
+    void giveBackMemory();
+
+    int readEnd_ = -1;
+    int writeEnd_ = -1;
+
+    // Guarded by oneWayChannelOperationMutex. Only the loop's thread writes the first three, so it
+    // reads them without.
+    std::unique_ptr<sdeventplus::source::IO> source_;
+    void* context_ = nullptr;
+    Callback callback_;
+    Units pending_;
+
+    // The loop's thread only.
+    std::size_t ranSinceTrim_ = 0;
+};
+
+} // namespace infrautils
+
+/*
+ * Has function(context, data, size) called on the loop's thread, later; never waits for it. The
+ * flag has no meaning yet: 1. Returns 0 when the unit is queued, -1 when it will never run: no loop
+ * is registered, or no memory is left. In both cases the data is no longer the caller's. Any
+ * thread; takes its own lock.
+ */
+template <class T>
+int OneWayChannel_Execute(int (*function)(void*, void*, unsigned long), T* data, unsigned long size,
+                          int flag)
+{
+    static_assert(!std::is_void_v<T>, "the data is freed with its real type: pass a typed pointer");
+    static_assert(sizeof(T) > 0, "the data is freed with its real type: define it first");
+    infrautils::OwnedData owned{data, [](void* object) { delete static_cast<T*>(object); }};
+    return infrautils::executeUnit(function, std::move(owned), size, flag);
+}
