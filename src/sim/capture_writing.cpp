@@ -1,0 +1,123 @@
+#include "sim/capture.hpp"
+#include "sim/names.hpp"
+
+#include <fstream>
+
+namespace sim
+{
+namespace
+{
+
+std::string dump(const Json& json)
+{
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string quote(const std::string& text)
+{
+    return dump(Json(text));
+}
+
+/** The blanks and line ends between the pieces; none of them for a capture in one line. */
+struct Layout
+{
+    std::string_view object;
+    std::string_view interface;
+    std::string_view property;
+    std::string_view end;
+    std::string_view blank;
+};
+
+constexpr Layout oneLine{};
+constexpr Layout forPeople{"\n  ", "\n    ", "\n      ", "\n", " "};
+
+std::string piece(std::string_view lead, const std::string& name, const Layout& layout)
+{
+    return std::string(lead) + quote(name) + ":" + std::string(layout.blank);
+}
+
+std::string write(const Value& value, const Layout& layout)
+{
+    const std::string blank(layout.blank);
+    return "{\"type\":" + blank + quote(value.type) + "," + blank + "\"data\":" + blank +
+           dump(value.data) + "}";
+}
+
+/** A dictionary with each entry written by `writeEntry`, commas between. */
+template <typename Map, typename WriteEntry>
+std::string writeMap(const Map& map, std::string_view lead, const Layout& layout,
+                     const WriteEntry& writeEntry)
+{
+    std::string text = "{";
+    for (const auto& [name, content] : map)
+    {
+        text += (text.size() > 1 ? "," : "") + piece(lead, name, layout) + writeEntry(content);
+    }
+    return text + "}";
+}
+
+std::string write(const Objects& objects, const Layout& layout)
+{
+    const auto writeValue = [&](const Value& value) { return write(value, layout); };
+    const auto writeProperties = [&](const Properties& properties)
+    { return writeMap(properties, layout.property, layout, writeValue); };
+    const auto writeInterfaces = [&](const Interfaces& interfaces)
+    { return writeMap(interfaces, layout.interface, layout, writeProperties); };
+    const std::string blank(layout.blank);
+    return "{\"type\":" + blank + "\"a{oa{sa{sv}}}\"," + blank + "\"data\":" + blank + "[" +
+           writeMap(objects, layout.object, layout, writeInterfaces) + std::string(layout.end) +
+           "]}\n";
+}
+
+Objects objectsBelow(const Objects& objects, const std::string& root)
+{
+    Objects below;
+    for (const auto& [path, interfaces] : objects)
+    {
+        if (isBelow(path, root))
+        {
+            below.emplace(path, interfaces);
+        }
+    }
+    return below;
+}
+
+void writeFile(const std::filesystem::path& file, const std::string& text)
+{
+    std::ofstream stream(file, std::ios::binary);
+    stream << text;
+    stream.close();
+    if (!stream)
+    {
+        throw Error(file.string() + ": cannot be written");
+    }
+}
+
+} // namespace
+
+std::string formatCapture(const Objects& objects, const std::string& root)
+{
+    return write(objectsBelow(objects, root), oneLine);
+}
+
+std::string formatCaptureForPeople(const Objects& objects, const std::string& root)
+{
+    return write(objectsBelow(objects, root), forPeople);
+}
+
+void writeInventory(const std::filesystem::path& folder, const InventoryCapture& inventory)
+{
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error)
+    {
+        throw Error(folder.string() + ": " + error.message());
+    }
+    writeFile(folder / names::smbiosFile,
+              formatCaptureForPeople(inventory.smbios, names::smbiosRoot));
+    writeFile(folder / names::boardFile, formatCaptureForPeople(inventory.kovd, names::boardRoot));
+    writeFile(folder / names::chassisFile,
+              formatCaptureForPeople(inventory.kovd, names::chassisRoot));
+}
+
+} // namespace sim
