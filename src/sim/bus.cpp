@@ -1,0 +1,208 @@
+#include "sim/bus.hpp"
+
+#include "sim/error.hpp"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace sim
+{
+namespace
+{
+
+constexpr std::chrono::seconds startLimit(10);
+
+/** The descriptor on which the daemon finds the pipe for its address. */
+constexpr int addressDescriptor = 3;
+
+[[noreturn]] void failWithErrno(const std::string& attempted)
+{
+    throw Error("private bus: " + attempted + ": " + std::strerror(errno));
+}
+
+std::string makeFolder()
+{
+    const char* base = std::getenv("TMPDIR");
+    std::string name =
+        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/sim-bus-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr)
+    {
+        failWithErrno("make a folder like " + name);
+    }
+    return name;
+}
+
+/** The limits are those of a session bus, raised so that no storm or backlog of ours meets one. */
+std::string configuration(const std::string& folder)
+{
+    return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>custom</type>
+  <listen>unix:path=)" +
+           folder + R"(/socket</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow user="*"/>
+    <allow own="*"/>
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow receive_sender="*" eavesdrop="true"/>
+  </policy>
+  <limit name="max_incoming_bytes">1000000000</limit>
+  <limit name="max_outgoing_bytes">1000000000</limit>
+  <limit name="max_message_size">134217728</limit>
+  <limit name="max_completed_connections">100000</limit>
+  <limit name="max_incomplete_connections">10000</limit>
+  <limit name="max_connections_per_user">100000</limit>
+  <limit name="max_names_per_connection">50000</limit>
+  <limit name="max_match_rules_per_connection">50000</limit>
+  <limit name="max_replies_per_connection">500000</limit>
+</busconfig>
+)";
+}
+
+/** In the child, between fork and exec: only calls that are safe there. */
+[[noreturn]] void becomeDaemon(pid_t parent, int addressPipe, int log, const char* configArgument)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+    {
+        _exit(127);
+    }
+    dup2(log, STDERR_FILENO);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    // dup2 onto itself would keep close-on-exec.
+    const bool inPlace = addressPipe == addressDescriptor;
+    if (inPlace ? fcntl(addressPipe, F_SETFD, 0) < 0 : dup2(addressPipe, addressDescriptor) < 0)
+    {
+        _exit(127);
+    }
+    execlp("dbus-daemon", "dbus-daemon", configArgument, "--nofork", "--nopidfile", "--nosyslog",
+           "--print-address=3", static_cast<char*>(nullptr));
+    _exit(127);
+}
+
+/** The first line that comes out of `pipe`; empty when it ends or the time runs out before. */
+std::string readLine(int pipe)
+{
+    const auto deadline = std::chrono::steady_clock::now() + startLimit;
+    std::string line;
+    while (line.find('\n') == std::string::npos)
+    {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        pollfd ready{pipe, POLLIN, 0};
+        const int polled = left.count() > 0 ? poll(&ready, 1, static_cast<int>(left.count())) : 0;
+        if (polled < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        char buffer[256];
+        const ssize_t got = polled > 0 ? read(pipe, buffer, sizeof buffer) : 0;
+        if (got <= 0)
+        {
+            return "";
+        }
+        line.append(buffer, static_cast<std::size_t>(got));
+    }
+    return line.substr(0, line.find('\n'));
+}
+
+std::string textOf(const std::string& file)
+{
+    std::ifstream stream(file);
+    std::string text(std::istreambuf_iterator<char>(stream), {});
+    return text.empty() ? "is it installed?" : text;
+}
+
+} // namespace
+
+PrivateBus::PrivateBus() : folder_(makeFolder())
+{
+    try
+    {
+        start();
+    }
+    catch (...)
+    {
+        kill();
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+        throw;
+    }
+}
+
+PrivateBus::~PrivateBus()
+{
+    kill();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void PrivateBus::start()
+{
+    const std::string file = folder_ + "/bus.conf";
+    std::ofstream config(file);
+    config << configuration(folder_);
+    config.close();
+    if (!config)
+    {
+        throw Error("private bus: cannot write " + file);
+    }
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) < 0)
+    {
+        failWithErrno("make a pipe");
+    }
+    const std::string logFile = folder_ + "/daemon.log";
+    const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::string configArgument = "--config-file=" + file;
+    const pid_t parent = getpid();
+    pid_ = fork();
+    if (pid_ == 0)
+    {
+        becomeDaemon(parent, ends[1], log, configArgument.c_str());
+    }
+    const int forkError = errno;
+    close(ends[1]);
+    close(log);
+    address_ = pid_ > 0 ? readLine(ends[0]) : "";
+    close(ends[0]);
+    if (pid_ < 0)
+    {
+        errno = forkError;
+        failWithErrno("start dbus-daemon");
+    }
+    if (address_.empty())
+    {
+        throw Error("private bus: dbus-daemon did not start: " + textOf(logFile));
+    }
+}
+
+void PrivateBus::kill()
+{
+    if (pid_ <= 0)
+    {
+        return;
+    }
+    ::kill(pid_, SIGKILL);
+    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR)
+    {
+    }
+    pid_ = -1;
+}
+
+} // namespace sim

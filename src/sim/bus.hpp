@@ -1,0 +1,48 @@
+#pragma once
+
+// A private message bus: a dbus-daemon of one's own, with its own configuration and socket in a
+// temporary folder.
+//
+// Everything is allowed on it (names, signals, monitoring) and its limits are far above what the
+// tests and benches need. Destruction ends the daemon and removes the folder. Should the thread
+// that made the bus end without destruction, the kernel ends the daemon. One thread makes and
+// destroys it; address() may be read by any thread.
+
+#include <string>
+#include <sys/types.h>
+
+namespace sim
+{
+
+class PrivateBus
+{
+  public:
+    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. */
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    /** What DBUS_SYSTEM_BUS_ADDRESS has to be for programs that shall use this bus. */
+    const std::string& address() const
+    {
+        return address_;
+    }
+
+    pid_t pid() const
+    {
+        return pid_;
+    }
+
+    /** Ends the daemon now (all connections break); destruction then only removes the folder. */
+    void kill();
+
+  private:
+    void start();
+
+    std::string folder_;
+    std::string address_;
+    pid_t pid_ = -1;
+};
+
+} // namespace sim
