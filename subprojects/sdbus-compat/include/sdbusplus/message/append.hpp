@@ -2,7 +2,7 @@
  *
  * append(m, a, b...) adds the values in order, each with the type that types.hpp gives it. As in
  * the library, what sd-bus answers is not looked at: a value that it refuses, such as an object
- * path that is none, is missing from the message.
+ * path that is none, leaves a message that nobody can read.
  *
  * A message belongs to the thread of its connection.
  */
