@@ -1,0 +1,69 @@
+/*
+ * Which SMBIOS object stands for the same hardware as which KOVD object: PCIe and processor pairs
+ * alike, one-to-one.
+ *
+ * Example: after add("/s/slot1", "/k/slot1") both add("/s/slot1", "/k/slot2") and
+ * add("/s/slot2", "/k/slot1") are refused and change nothing.
+ *
+ * The class has no lock of its own; the process-wide table is `associationPairs`, guarded by
+ * `associationPairsMutex`.
+ */
+#pragma once
+
+#include "store/mutex.hpp"
+
+#include <map>
+#include <string>
+#include <string_view>
+
+/** The sides of a pair, as callers name them. */
+inline constexpr int kovdSide = 1;
+inline constexpr int smbiosSide = 2;
+
+class AssociationPairs
+{
+  public:
+    /** False, with nothing changed, when either path is already paired. */
+    bool add(const std::string& smbiosPath, const std::string& kovdPath);
+
+    /** The partner of a path; null when it has none. Valid until the next change. */
+    const std::string* kovdPartner(std::string_view smbiosPath) const;
+    const std::string* smbiosPartner(std::string_view kovdPath) const;
+
+    /** False when there is no such pair. */
+    bool eraseByKOVDPath(std::string_view kovdPath);
+    bool eraseBySMBIOSPath(std::string_view smbiosPath);
+
+  private:
+    using Index = std::map<std::string, std::string, std::less<>>;
+
+    static bool erase(Index& from, Index& other, std::string_view path);
+
+    Index bySMBIOSPath_;
+    Index byKOVDPath_;
+};
+
+extern Mutex associationPairsMutex;
+extern AssociationPairs associationPairs GUARDED_BY(associationPairsMutex);
+
+/** True when inserted; false, with nothing changed, when either path is already paired. */
+bool addAssociationPair(const std::string& smbiosPath, const std::string& kovdPath)
+    EXCLUDES(associationPairsMutex);
+
+/** Whether the path is paired on that side; false for any other side. */
+bool isPathAssociated(int side, std::string_view path) EXCLUDES(associationPairsMutex);
+
+/** Copies the partner out; false, with `smbiosPath` left as it was, when there is none. */
+bool findAssociatedSMBIOSPath(std::string_view kovdPath, std::string& smbiosPath)
+    EXCLUDES(associationPairsMutex);
+
+/** Copies the partner out; false, with `kovdPath` left as it was, when there is none. */
+bool findAssociatedKOVDPath(std::string_view smbiosPath, std::string& kovdPath)
+    EXCLUDES(associationPairsMutex);
+
+/** Erases the pair of the SMBIOS path and copies the partner out; false when there is none. */
+bool takeAssociatedKOVDPath(std::string_view smbiosPath, std::string& kovdPath)
+    EXCLUDES(associationPairsMutex);
+
+/** False when no pair has this KOVD path. */
+bool eraseAssociationPairByKOVDPath(std::string_view kovdPath) REQUIRES(associationPairsMutex);

@@ -1,0 +1,151 @@
+/*
+ * One kind of inventory object: path to the properties that matching reads, in byte order of the
+ * paths.
+ *
+ * Example: after insertObject("/a/slot2", {...}) and insertObject("/a/slot1", {...}) the map
+ * lists "/a/slot1", "/a/slot2"; a second insertObject("/a/slot1", {}) leaves an entry without
+ * properties.
+ *
+ * Stored objects are immutable and shared: an insert replaces the object, so a search looks at a
+ * stored object without copying it and without holding the lock.
+ *
+ * Any thread; takes its own lock. No operation calls out while it holds it. A failing mutex throws
+ * std::system_error.
+ */
+#pragma once
+
+#include "store/mutex.hpp"
+#include "store/types.hpp"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct StoredObject
+{
+    std::string path;
+    PropertyMap properties;
+};
+
+/** Null stands for "not stored". */
+using SharedObject = std::shared_ptr<const StoredObject>;
+
+class ObjectMap
+{
+  public:
+    /** All objects at one moment, ascending by path. */
+    using Snapshot = std::shared_ptr<const std::vector<SharedObject>>;
+
+    /** The mutex outlives the map. */
+    explicit ObjectMap(Mutex& mutex) : mutex_(mutex) {}
+
+    ObjectMap(const ObjectMap&) = delete;
+    ObjectMap& operator=(const ObjectMap&) = delete;
+
+    /** Adds the object or replaces all its properties; nothing is merged. */
+    void insertObject(const std::string& path, PropertyMap properties) EXCLUDES(mutex_);
+
+    bool hasObject(std::string_view path) const EXCLUDES(mutex_);
+
+    /** 0 when the object was removed, -1 when there was none. */
+    int eraseObject(std::string_view path) EXCLUDES(mutex_);
+
+    /**
+     * Copies the properties out. False when the path is not stored (`properties` is left as it
+     * was) and, without taking the lock, when `properties` is null.
+     */
+    bool getObject(std::string_view path, PropertyMap* properties) const EXCLUDES(mutex_);
+
+    /** All paths, ascending. */
+    std::vector<std::string> listObjectPaths() const EXCLUDES(mutex_);
+
+    /** The stored object itself; null when there is none. */
+    SharedObject findObject(std::string_view path) const EXCLUDES(mutex_);
+
+    /** Shared by all callers until the next change of the map. */
+    Snapshot snapshot() const EXCLUDES(mutex_);
+
+    /**
+     * What is stored now under the path of the snapshot's entry `index`; null when it has
+     * vanished since. Costs no search while the map is as it was.
+     */
+    SharedObject current(const Snapshot& snapshot, std::size_t index) const EXCLUDES(mutex_);
+
+  private:
+    using Objects = std::vector<SharedObject>;
+
+    Objects::const_iterator lowerBound(std::string_view path) const REQUIRES(mutex_);
+    SharedObject find(std::string_view path) const REQUIRES(mutex_);
+
+    Mutex& mutex_;
+    Objects objects_ GUARDED_BY(mutex_);
+    mutable Snapshot snapshot_ GUARDED_BY(mutex_); // null once objects_ has changed
+};
+
+/**
+ * The walk that all searches share: the paths of one moment, each with the object as it is when
+ * the walk reaches it.
+ *
+ *     for (const auto [path, object] : Candidates(smbiosPCIeSlotObjs))
+ *
+ * `object` is null when the entry has vanished meanwhile; each search says what that means to it.
+ */
+class Candidates
+{
+  public:
+    struct Candidate
+    {
+        const std::string& path;
+        SharedObject object;
+    };
+
+    class Iterator
+    {
+      public:
+        Iterator(const Candidates& owner, std::size_t index) : owner_(owner), index_(index) {}
+
+        Candidate operator*() const
+        {
+            return {(*owner_.snapshot_)[index_]->path,
+                    owner_.map_.current(owner_.snapshot_, index_)};
+        }
+
+        Iterator& operator++()
+        {
+            ++index_;
+            return *this;
+        }
+
+        bool operator!=(const Iterator& other) const
+        {
+            return index_ != other.index_;
+        }
+
+      private:
+        const Candidates& owner_;
+        std::size_t index_;
+    };
+
+    explicit Candidates(const ObjectMap& map) : map_(map), snapshot_(map.snapshot()) {}
+
+    Iterator begin() const
+    {
+        return {*this, 0};
+    }
+
+    Iterator end() const
+    {
+        return {*this, snapshot_->size()};
+    }
+
+    bool empty() const
+    {
+        return snapshot_->empty();
+    }
+
+  private:
+    const ObjectMap& map_;
+    ObjectMap::Snapshot snapshot_;
+};
