@@ -1,0 +1,28 @@
+#include "store/bus_open.hpp"
+
+#include "store/sigint_block.hpp"
+
+#include <sdbusplus/exception.hpp>
+
+#include <memory>
+
+using sdbusplus::exception::SdBusError;
+
+OpenedBus openBus(int (*open)(sd_bus**), const char* name)
+{
+    const SigintBlock block; // saying hello to the bus is a synchronous call
+
+    sd_bus* raw = nullptr;
+    if (const int r = open(&raw); r < 0)
+    {
+        throw SdBusError(-r, name);
+    }
+    std::unique_ptr<sd_bus, decltype(&sd_bus_unref)> owner(raw, sd_bus_unref);
+
+    const char* uniqueName = nullptr;
+    if (const int r = sd_bus_get_unique_name(raw, &uniqueName); r < 0)
+    {
+        throw SdBusError(-r, "sd_bus_get_unique_name");
+    }
+    return {sdbusplus::bus_t(owner.release(), std::false_type{}), raw};
+}

@@ -1,0 +1,48 @@
+/*
+ * A signal as the workers see it, and the two queues that carry it to them.
+ *
+ * Who pushes: the subscription thread alone. Who pops: one worker per queue. Order: first in,
+ * first out. Bound: none; a push never waits for room. Stopped: a push is still accepted, but
+ * nothing is popped any more, and what waits is left where it is.
+ */
+#pragma once
+
+#include "store/mutex.hpp"
+#include "store/types.hpp"
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+enum class SignalType : std::uint32_t
+{
+    InterfacesAdded = 0,
+    InterfacesRemoved = 1,
+    PropertiesChanged = 2,
+};
+
+/** A field that does not apply to the type stays empty. */
+struct SignalRecord
+{
+    SignalType type{};
+    std::string objectPath;
+    std::string interfaceName;                  // PropertiesChanged
+    InterfaceMap interfaces;                    // InterfacesAdded
+    std::vector<std::string> removedInterfaces; // InterfacesRemoved
+    PropertyMap changedProperties;              // PropertiesChanged
+};
+
+struct MessageQueue
+{
+    std::deque<SignalRecord> records GUARDED_BY(mutex);
+    Mutex mutex;
+    ConditionVariable condition;
+    bool stop GUARDED_BY(mutex) = false; // never cleared
+};
+
+extern MessageQueue kovdMessageQueue;
+extern MessageQueue smbiosMessageQueue;
+
+/** Appends the record and wakes the worker. Any thread; takes the queue's lock. */
+void pushRecord(MessageQueue& queue, SignalRecord&& record);
