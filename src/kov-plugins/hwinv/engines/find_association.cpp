@@ -1,0 +1,209 @@
+#include "engines/find_association.hpp"
+
+#include "engines/cache_assoc.hpp"
+#include "engines/cpu_assoc.hpp"
+#include "engines/pcie_kovd_search.hpp"
+#include "engines/pcie_match.hpp"
+#include "engines/pcie_smbios_search.hpp"
+#include "engines/pcie_tuple.hpp"
+#include "store/association_writer.hpp"
+#include "store/store.hpp"
+#include "trace.hpp"
+
+#include <exception>
+
+namespace
+{
+
+/** Whether the path is paired on its own side; logged in the dispatcher's name. */
+bool alreadyAssociated(const Site& site, int side, const std::string& path)
+{
+    if (!isPathAssociated(side, path))
+    {
+        return false;
+    }
+    LOG_AT(site, trace::info, "Association already exists %s", path.c_str());
+    return true;
+}
+
+/**
+ * The SMBIOS slot of the KOVD object `twin` that `path` takes after. False, and logged for `path`,
+ * when the twin has none.
+ */
+bool inheritedSlot(const Site& site, const std::string& twin, const std::string& path,
+                   std::string& smbiosPath)
+{
+    if (!findAssociatedSMBIOSPath(twin, smbiosPath) || smbiosPath.empty())
+    {
+        LOG_AT(site, trace::error, "SMBIOS association not found for objPath: %s", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+/** A device takes after the slot object above it in the path tree; no pair is added for it. */
+void associateSlotDevice(const Site& site, const std::string& path)
+{
+    if (alreadyAssociated(site, kovdSide, path))
+    {
+        return;
+    }
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+    {
+        LOG_AT(site, trace::error, "Objpath not correct for %s", path.c_str());
+        return;
+    }
+    const std::string parent = path.substr(0, slash);
+    if (!isPathAssociated(kovdSide, parent))
+    {
+        IterateSMBIOSObjs(path, object_type::kovdSlotDevice);
+        return;
+    }
+    std::string smbiosPath;
+    if (!inheritedSlot(site, parent, path, smbiosPath))
+    {
+        return;
+    }
+    LOG_AT(site, trace::info, "%s Associated SMBIOSobjPath", smbiosPath.c_str());
+    sendAssociations(site, path, slotAssociationList(smbiosPath));
+}
+
+/**
+ * A chassis object takes after the board object with the same leaf; no pair is added for it. When
+ * that one has no partner yet nothing is searched: the slot's own search serves the twin later.
+ */
+void associateChassisSlot(const Site& site, const std::string& path)
+{
+    if (alreadyAssociated(site, kovdSide, path))
+    {
+        return;
+    }
+    std::string boardPath;
+    if (!convertPath(path, boardPath))
+    {
+        LOG_AT(site, trace::error, "Objpath not in correct format %s", path.c_str());
+        return;
+    }
+    std::string smbiosPath;
+    if (!inheritedSlot(site, boardPath, path, smbiosPath))
+    {
+        return;
+    }
+    LOG_AT(site, trace::info, "Associated SMBIOS  objPath: %s", smbiosPath.c_str());
+    sendAssociations(site, path, slotAssociationList(smbiosPath));
+}
+
+void unsupported(const Site& site, int objectType)
+{
+    LOG_AT(site, trace::error, "interface type %d not supported", objectType);
+}
+
+void findForSmbios(const Site& site, int objectType, const std::string& path)
+{
+    switch (objectType)
+    {
+        case object_type::smbiosSlot:
+            if (!alreadyAssociated(site, smbiosSide, path))
+            {
+                IterateKOVDObjs(path, objectType);
+            }
+            return;
+        case object_type::smbiosCpu: // a paired processor may still lack caches
+            AssocForSmbiosCPU(path);
+            return;
+        case object_type::smbiosCache:
+            AddCacheAssoc(path);
+            return;
+        default:
+            unsupported(site, objectType);
+    }
+}
+
+void findForKovd(const Site& site, int objectType, const std::string& path)
+{
+    switch (objectType)
+    {
+        case object_type::kovdSlot:
+            if (!alreadyAssociated(site, kovdSide, path))
+            {
+                IterateSMBIOSObjs(path, objectType);
+            }
+            return;
+        case object_type::kovdSlotDevice:
+            associateSlotDevice(site, path);
+            return;
+        case object_type::kovdChassisSlot:
+            associateChassisSlot(site, path);
+            return;
+        case object_type::kovdCpu:
+            if (!alreadyAssociated(site, kovdSide, path))
+            {
+                AssocForKovdCPU(path);
+            }
+            return;
+        default:
+            unsupported(site, objectType);
+    }
+}
+
+} // namespace
+
+void FindAssociation(int sourceCode, int objectType, const std::string& path)
+{
+    switch (sourceCode)
+    {
+        case source::kovd:
+            findForKovd(UTIL_SITE, objectType, path);
+            return;
+        case source::smbios:
+            findForSmbios(UTIL_SITE, objectType, path);
+            return;
+        case source::fullPass:
+            AssociateSMBIOSPCIESlotsObjToKOVDObjs();
+            return;
+        default:
+            unsupported(UTIL_SITE, objectType);
+    }
+}
+
+void AssociateSMBIOSPCIESlotsObjToKOVDObjs()
+try
+{
+    const Candidates slots(smbiosPCIeSlotObjs);
+    if (slots.empty())
+    {
+        UTIL_LOG(trace::error, "No SMBIOS objects found in the map");
+        return;
+    }
+    for (const auto [path, slot] : slots)
+    {
+        if (isPathAssociated(smbiosSide, path))
+        {
+            UTIL_LOG(trace::warning, "SMBIOS object already associated with KOVD object: %s",
+                     path.c_str());
+            continue;
+        }
+        if (!slot)
+        {
+            UTIL_LOG(trace::error, "SMBIOS object not found for objPath: %s", path.c_str());
+            return; // on purpose: the remaining slots wait for the next pass or event
+        }
+        if (slot->properties.empty())
+        {
+            UTIL_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
+                     path.c_str());
+            continue;
+        }
+        IterateKOVDObjectsOfSlot(slot->properties, path);
+    }
+}
+// The pass goes by another name in these two lines; people search the log for it.
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception in AssociateSMBIOSPCIESlotsToKOVDPCIESlots: %s", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "Unknown Exception in AssociateSMBIOSPCIESlotsToKOVDPCIESlots");
+}

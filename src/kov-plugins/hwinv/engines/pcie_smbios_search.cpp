@@ -1,0 +1,100 @@
+#include "engines/pcie_smbios_search.hpp"
+
+#include "engines/find_association.hpp"
+#include "engines/pcie_match.hpp"
+#include "engines/pcie_tuple.hpp"
+#include "store/association_writer.hpp"
+#include "store/store.hpp"
+#include "trace.hpp"
+
+#include <exception>
+
+namespace
+{
+
+/** The map that holds KOVD objects of the type; null for any other type. */
+const ObjectMap* kovdObjects(int objectType)
+{
+    switch (objectType)
+    {
+        case object_type::kovdSlot:
+            return &kovdPCIeSlotObjs;
+        case object_type::kovdSlotDevice:
+            return &kovdPCIeDeviceObjs;
+        case object_type::kovdChassisSlot:
+            return &kovdChassisPathSlotObjs;
+        default:
+            return nullptr;
+    }
+}
+
+} // namespace
+
+void IterateSMBIOSObjs(const std::string& kovdPath, int objectType)
+try
+{
+    const ObjectMap* objects = kovdObjects(objectType);
+    const SharedObject object = objects == nullptr ? nullptr : objects->findObject(kovdPath);
+    if (!object || object->properties.empty())
+    {
+        UTIL_LOG(trace::error, "KOVD object not found for objPath: %s", kovdPath.c_str());
+        return;
+    }
+    IterateSMBIOSPCISlotObjs(object->properties, kovdPath);
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception in IterateSMBIOSObjs: %s", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "Unknown Exception in IterateSMBIOSObjs");
+}
+
+void IterateSMBIOSPCISlotObjs(const PropertyMap& kovdProperties, const std::string& kovdPath)
+try
+{
+    for (const auto [smbiosPath, slot] : Candidates(smbiosPCIeSlotObjs))
+    {
+        if (!slot)
+        {
+            UTIL_LOG(trace::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
+            return; // on purpose: no further candidate is tried
+        }
+        if (slot->properties.empty())
+        {
+            UTIL_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
+                     smbiosPath.c_str());
+            continue;
+        }
+        // Whatever kind of KOVD object asks, it is compared as a slot: a device without the
+        // slot's own properties finds nothing here.
+        if (!CompareAssociationProperties(slot->properties, kovdProperties, compare::slotForKovd))
+        {
+            continue;
+        }
+        if (addAssociationPair(smbiosPath, kovdPath))
+        {
+            UTIL_LOG(trace::info, "Association added successfully");
+            UTIL_LOG(trace::info, "smbios %s", smbiosPath.c_str());
+            UTIL_LOG(trace::info, "kovd %s", kovdPath.c_str());
+        }
+        else
+        {
+            // One of the two is paired already; the association is written all the same.
+            UTIL_LOG(trace::info, "Association not added successfully %s", kovdPath.c_str());
+        }
+        sendAssociations(UTIL_SITE, kovdPath, slotAssociationList(smbiosPath));
+        return;
+    }
+    // Normal while the SMBIOS service has not published its slots yet.
+    UTIL_LOG(trace::error, "%s No association found for objPath", kovdPath.c_str());
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception: %s", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "Unknown exception");
+}

@@ -1,0 +1,25 @@
+/*
+ * From one KOVD object to its SMBIOS slot: the stored slots are compared in path order, and the
+ * first match wins.
+ *
+ * Any thread; each store operation takes its own lock. Neither function throws.
+ */
+#pragma once
+
+#include "store/types.hpp"
+
+#include <string>
+
+/**
+ * Searches for a stored KOVD slot, slot device or chassis object (`objectType` of
+ * find_association.hpp). An object that is not stored, has no properties or is of another type is
+ * logged.
+ */
+void IterateSMBIOSObjs(const std::string& kovdPath, int objectType);
+
+/**
+ * Pairs the KOVD object with the first SMBIOS slot that matches and hands its association to the
+ * main loop, also when the pair is refused because one of the two is paired already. Ends early,
+ * on purpose, at a slot that has vanished meanwhile.
+ */
+void IterateSMBIOSPCISlotObjs(const PropertyMap& kovdProperties, const std::string& kovdPath);
