@@ -1,0 +1,355 @@
+#include "engines/cache_assoc.hpp"
+
+#include "engines/cpu_assoc.hpp"
+#include "engines/cpu_tuples.hpp"
+#include "names.hpp"
+#include "store/store.hpp"
+#include "trace.hpp"
+
+#include <sdbusplus/exception.hpp>
+
+#include <array>
+#include <exception>
+#include <string_view>
+
+using sdbusplus::exception::SdBusError;
+
+namespace
+{
+
+constexpr std::array handleNames{names::l1CacheHandle, names::l2CacheHandle, names::l3CacheHandle};
+
+/** Records the pair of a match; logged in the name of the search, a refusal with `searched`. */
+void recordCachePair(const Site& site, const std::string& cpuPath, const std::string& cachePath,
+                     const std::string& searched)
+{
+    if (addCpuCachePair(cpuPath, cachePath))
+    {
+        LOG_AT(site, trace::info, "Association added successfully");
+        LOG_AT(site, trace::info, "CPU %s", cpuPath.c_str());
+        LOG_AT(site, trace::info, "Cache %s", cachePath.c_str());
+    }
+    else
+    {
+        LOG_AT(site, trace::info, "Association %s not added successfully in the map",
+               searched.c_str());
+    }
+}
+
+/** The stored object; null, and logged, when it is missing or has no properties. */
+SharedObject storedObject(const Site& site, const ObjectMap& objects, const std::string& path)
+{
+    SharedObject object = objects.findObject(path);
+    if (!object)
+    {
+        LOG_AT(site, trace::error, "SMBIOS object not found for objPath: %s", path.c_str());
+        return nullptr;
+    }
+    if (object->properties.empty())
+    {
+        LOG_AT(site, trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
+               path.c_str());
+        return nullptr;
+    }
+    return object;
+}
+
+/** Looks for the KOVD partner that a processor still lacks; its tuple joins `additions`. */
+void pairCPU(const Site& site, const std::string& cpuPath, AssociationList& additions)
+{
+    const SharedObject cpu = smbiosCPUObjs.findObject(cpuPath);
+    if (!cpu)
+    {
+        LOG_AT(site, trace::error, "%s SMBIOS object not found for objPath", cpuPath.c_str());
+        return;
+    }
+    if (cpu->properties.empty())
+    {
+        LOG_AT(site, trace::error, "%s SMBIOS object properties could not be obtained for objPath",
+               cpuPath.c_str());
+        return;
+    }
+    IterateKOVDCPUObjs(cpu->properties, cpuPath, additions);
+}
+
+/** False when the walk over the cache's processors ends here. */
+bool addToPartnerOf(const Site& site, const std::string& cpuPath, AssociationList& additions)
+{
+    if (!isPathAssociated(smbiosSide, cpuPath))
+    {
+        pairCPU(site, cpuPath, additions);
+    }
+    std::string kovdPath;
+    if (!findAssociatedKOVDPath(cpuPath, kovdPath))
+    {
+        LOG_AT(site, trace::warning, "%s No associations found for path", cpuPath.c_str());
+        return true;
+    }
+    LOG_AT(site, trace::error, "%s associated kovd objpath", kovdPath.c_str());
+    if (additions.empty() || kovdPath.empty())
+    {
+        return true;
+    }
+    return addAssocTuples(site, kovdPath, additions);
+}
+
+} // namespace
+
+std::size_t checkNumofCacheAssoc(const std::string& cpuPath)
+{
+    MutexLock lock(cpuCacheAssociationPairsMutex);
+    const auto cachePaths = cpuCacheAssociationPairs.cachesOfCPU(cpuPath);
+    if (cachePaths.empty())
+    {
+        CPU_LOG(trace::warning, "No associations found for path: %s", cpuPath.c_str());
+    }
+    for (const std::string& cachePath : cachePaths)
+    {
+        CPU_LOG(trace::detail, "%s associated Cache objpath", cachePath.c_str());
+    }
+    return cachePaths.size();
+}
+
+bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
+                            std::string& handleName)
+{
+    // A map without properties has no handle either.
+    const auto handle = cacheProperties.find(names::handle);
+    if (handle == cacheProperties.end() || cpuProperties.empty())
+    {
+        return false;
+    }
+    const auto cacheHandle = std::get<std::uint16_t>(handle->second);
+    CPU_LOG(trace::detail, "Cache Handle: %d", cacheHandle);
+    if (cacheHandle == 0)
+    {
+        CPU_LOG(trace::error, "Cache Handle is 0 in cache object.Therefore no association");
+        return false;
+    }
+
+    int level = 0;
+    for (const std::string_view name : handleNames)
+    {
+        ++level;
+        const auto named = cpuProperties.find(name);
+        if (named == cpuProperties.end())
+        {
+            continue;
+        }
+        const auto cpuHandle = std::get<std::uint16_t>(named->second);
+        CPU_LOG(trace::detail, "CPU L%d Cache Handle: %d", level, cpuHandle);
+        if (cpuHandle != 0 && cpuHandle == cacheHandle)
+        {
+            handleName = name;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
+                       std::string& handleName)
+{
+    const SharedObject cache = storedObject(CPU_SITE, smbiosCacheObjs, cachePath);
+    if (!cache)
+    {
+        return false;
+    }
+    const SharedObject cpu = storedObject(CPU_SITE, smbiosCPUObjs, cpuPath);
+    if (!cpu)
+    {
+        return false;
+    }
+    if (!CompareCacheAssocProps(cpu->properties, cache->properties, handleName))
+    {
+        return false;
+    }
+    CPU_LOG(trace::detail, "matching_cache_handle %s", handleName.c_str());
+    return true;
+}
+
+void FindAssocCacheObjs(const PropertyMap& cpuProperties, const std::string& cpuPath,
+                        AssociationList& additions)
+try
+{
+    bool found = false;
+    for (const auto [cachePath, cache] : Candidates(smbiosCacheObjs))
+    {
+        if (!cache)
+        {
+            CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", cachePath.c_str());
+            return; // on purpose: a vanished cache ends the scan without the closing line
+        }
+        if (cache->properties.empty())
+        {
+            CPU_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
+                    cachePath.c_str());
+            continue;
+        }
+        std::string handleName;
+        if (!CompareCacheAssocProps(cpuProperties, cache->properties, handleName))
+        {
+            continue;
+        }
+        found = true;
+        recordCachePair(CPU_SITE, cpuPath, cachePath, cachePath);
+        additions.push_back(cacheTuple(handleName, cachePath));
+    }
+    if (!found)
+    {
+        CPU_LOG(trace::error, "%s No association found for objPath", cpuPath.c_str());
+    }
+}
+catch (const SdBusError& e)
+{
+    CPU_LOG(trace::error, "Exception occurred %s", e.what());
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "error: %s ", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "exception");
+}
+
+void GetSMBIOSCPUObjForCache(const std::string& cachePath, std::vector<std::string>& cpuPaths,
+                             AssociationList& additions)
+try
+{
+    if (!smbiosCacheObjs.hasObject(cachePath))
+    {
+        CPU_LOG(trace::error, "SMbios Cache object not found for objPath: %s", cachePath.c_str());
+        return;
+    }
+    const SharedObject cache = smbiosCacheObjs.findObject(cachePath);
+    if (!cache)
+    {
+        CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", cachePath.c_str());
+        return;
+    }
+
+    bool found = false;
+    for (const auto [cpuPath, cpu] : Candidates(smbiosCPUObjs))
+    {
+        if (!cpu)
+        {
+            CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", cpuPath.c_str());
+            return; // on purpose: a vanished processor ends the scan without the closing line
+        }
+        if (cpu->properties.empty())
+        {
+            CPU_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
+                    cpuPath.c_str());
+            continue;
+        }
+        std::string handleName;
+        if (!CompareCacheAssocProps(cpu->properties, cache->properties, handleName))
+        {
+            continue;
+        }
+        found = true;
+        recordCachePair(CPU_SITE, cpuPath, cachePath, cpuPath);
+        cpuPaths.push_back(cpuPath);
+        additions.push_back(cacheTuple(handleName, cachePath));
+    }
+    if (!found)
+    {
+        CPU_LOG(trace::error, "%s No association found for objPath", cachePath.c_str());
+    }
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown exception");
+}
+
+void AddCacheAssoc(const std::string& cachePath)
+try
+{
+    if (hasCPUsOfCache(cachePath))
+    {
+        CPU_LOG(trace::warning, "%s SMBIOS object is already fully associated ", cachePath.c_str());
+        return;
+    }
+    if (!smbiosCacheObjs.hasObject(cachePath))
+    {
+        CPU_LOG(trace::error, "%s SMbios Cache object not found for objPath", cachePath.c_str());
+        return;
+    }
+    if (!smbiosCacheObjs.findObject(cachePath))
+    {
+        CPU_LOG(trace::error, "%s SMBIOS object not found for objPath", cachePath.c_str());
+        return;
+    }
+
+    // One list for all processors of the cache: what is found for one is offered to the next too.
+    AssociationList additions;
+    std::vector<std::string> cpuPaths;
+    GetSMBIOSCPUObjForCache(cachePath, cpuPaths, additions);
+    for (const std::string& cpuPath : cpuPaths)
+    {
+        if (cpuPath.empty())
+        {
+            continue;
+        }
+        if (!addToPartnerOf(CPU_SITE, cpuPath, additions))
+        {
+            return; // on purpose: processors behind one that has all tuples are not visited
+        }
+    }
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception in AddCacheAssoc: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown Exception in AddCacheAssoc");
+}
+
+void AssociateCacheObjs(const std::string& cpuPath, AssociationList& additions)
+try
+{
+    if (cpuPath.empty())
+    {
+        CPU_LOG(trace::error, "SMBIOS path is empty");
+        return;
+    }
+    MutexLock lock(cpuCacheAssociationPairsMutex);
+    const auto cachePaths = cpuCacheAssociationPairs.cachesOfCPU(cpuPath);
+    if (cachePaths.empty())
+    {
+        CPU_LOG(trace::warning, "No associations found for path: %s", cpuPath.c_str());
+        return;
+    }
+    for (const std::string& cachePath : cachePaths)
+    {
+        CPU_LOG(trace::error, "associated cacheobjpath  = %s", cachePath.c_str());
+    }
+    // A recorded pair always yields a tuple, under "cache" when the handle is not known any more.
+    for (const std::string& cachePath : cachePaths)
+    {
+        std::string handleName;
+        if (!getMatchingHandle(cpuPath, cachePath, handleName))
+        {
+            handleName = names::cacheAssociation;
+        }
+        additions.push_back(cacheTuple(handleName, cachePath));
+    }
+}
+catch (const SdBusError& e)
+{
+    CPU_LOG(trace::error, "Exception occurred %s", e.what());
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown exception");
+}

@@ -1,0 +1,226 @@
+#include "engines/cpu_assoc.hpp"
+
+#include "engines/cache_assoc.hpp"
+#include "engines/cpu_tuples.hpp"
+#include "engines/pcie_match.hpp"
+#include "store/store.hpp"
+#include "trace.hpp"
+
+#include <sdbusplus/exception.hpp>
+
+#include <exception>
+
+using sdbusplus::exception::SdBusError;
+
+namespace
+{
+
+/** Level 1, 2 and 3. */
+constexpr unsigned cachesOfCPU = 3;
+
+/** Records the pair of a match and appends its tuple; logged in the name of the search. */
+void recordMatch(const Site& site, const std::string& smbiosPath, const std::string& kovdPath,
+                 AssociationList& additions)
+{
+    if (addAssociationPair(smbiosPath, kovdPath))
+    {
+        LOG_AT(site, trace::info, "Association added successfully");
+        LOG_AT(site, trace::info, "smbios %s", smbiosPath.c_str());
+        LOG_AT(site, trace::info, "kovd %s", kovdPath.c_str());
+    }
+    else
+    {
+        // One of the two is paired already; the tuple is written all the same.
+        LOG_AT(site, trace::info, "Association %s not added successfully in the map",
+               kovdPath.c_str());
+    }
+    additions.push_back(cpuTuple(smbiosPath));
+}
+
+} // namespace
+
+void CPUAssociation()
+try
+{
+    for (const std::string& path : smbiosCPUObjs.listObjectPaths())
+    {
+        AssocForSmbiosCPU(path);
+    }
+}
+catch (const SdBusError& e)
+{
+    CPU_LOG(trace::error, "Exception occurred %s", e.what());
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "error: %s ", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "exception");
+}
+
+void AssocForSmbiosCPU(const std::string& smbiosPath)
+try
+{
+    if (isFullyAssociated(smbiosPath))
+    {
+        CPU_LOG(trace::warning, "%s SMBIOS object is already fully associated ",
+                smbiosPath.c_str());
+        return;
+    }
+    const SharedObject cpu = smbiosCPUObjs.findObject(smbiosPath);
+    if (!cpu)
+    {
+        CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
+        return;
+    }
+
+    AssociationList additions;
+    if (!isPathAssociated(smbiosSide, smbiosPath))
+    {
+        IterateKOVDCPUObjs(cpu->properties, smbiosPath, additions);
+    }
+    if (!hasCachesOfCPU(smbiosPath))
+    {
+        FindAssocCacheObjs(cpu->properties, smbiosPath, additions);
+    }
+
+    std::string kovdPath;
+    if (!findAssociatedKOVDPath(smbiosPath, kovdPath))
+    {
+        // Normal until the KOVD processor arrives; it then takes the caches recorded here.
+        CPU_LOG(trace::warning, "%s No associations found for path", smbiosPath.c_str());
+        return;
+    }
+    CPU_LOG(trace::error, "%s associated kovd objpath", kovdPath.c_str());
+    if (additions.empty() || kovdPath.empty())
+    {
+        return;
+    }
+    addAssocTuples(CPU_SITE, kovdPath, additions);
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception in AssocForSmbiosCPU: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown Exception in AssocForSmbiosCPU");
+}
+
+void AssocForKovdCPU(const std::string& kovdPath)
+try
+{
+    const SharedObject cpu = kovdCPUObjs.findObject(kovdPath);
+    if (!cpu || cpu->properties.empty())
+    {
+        CPU_LOG(trace::error, "KOVD object not found for objPath: %s", kovdPath.c_str());
+        return;
+    }
+
+    AssociationList additions;
+    std::string smbiosPath;
+    IterateSMBIOSCPUObjs(cpu->properties, kovdPath, smbiosPath, additions);
+    if (!smbiosPath.empty())
+    {
+        AssociateCacheObjs(smbiosPath, additions);
+    }
+    if (additions.empty())
+    {
+        return;
+    }
+    CPU_LOG(trace::detail, "%s Setting association for kovd object:", kovdPath.c_str());
+    writeAssocTuples(CPU_SITE, kovdPath, additions);
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown exception");
+}
+
+void IterateKOVDCPUObjs(const PropertyMap& smbiosProperties, const std::string& smbiosPath,
+                        AssociationList& additions)
+try
+{
+    for (const auto [kovdPath, cpu] : Candidates(kovdCPUObjs))
+    {
+        if (!cpu)
+        {
+            CPU_LOG(trace::error, "KOVD object not found for objPath: %s", kovdPath.c_str());
+            continue;
+        }
+        if (cpu->properties.empty())
+        {
+            CPU_LOG(trace::error, "KOVD object properties could not be obtained for objPath: %s",
+                    kovdPath.c_str());
+            continue;
+        }
+        if (CompareAssociationProperties(smbiosProperties, cpu->properties, compare::cpu))
+        {
+            recordMatch(CPU_SITE, smbiosPath, kovdPath, additions);
+            return;
+        }
+    }
+    CPU_LOG(trace::error, "%s No association found for objPath", smbiosPath.c_str());
+}
+catch (const SdBusError& e)
+{
+    CPU_LOG(trace::error, "Exception occurred %s", e.what());
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown exception");
+}
+
+void IterateSMBIOSCPUObjs(const PropertyMap& kovdProperties, const std::string& kovdPath,
+                          std::string& matchedPath, AssociationList& additions)
+try
+{
+    for (const auto [smbiosPath, cpu] : Candidates(smbiosCPUObjs))
+    {
+        if (!cpu)
+        {
+            CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
+            continue;
+        }
+        if (cpu->properties.empty())
+        {
+            CPU_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
+                    smbiosPath.c_str());
+            continue;
+        }
+        if (CompareAssociationProperties(cpu->properties, kovdProperties, compare::cpu))
+        {
+            matchedPath = smbiosPath;
+            recordMatch(CPU_SITE, smbiosPath, kovdPath, additions);
+            return;
+        }
+    }
+    CPU_LOG(trace::error, "%s No association found for objPath", kovdPath.c_str());
+}
+catch (const SdBusError& e)
+{
+    CPU_LOG(trace::error, "Exception occurred %s", e.what());
+}
+catch (const std::exception& e)
+{
+    CPU_LOG(trace::error, "Exception: %s", e.what());
+}
+catch (...)
+{
+    CPU_LOG(trace::error, "Unknown exception");
+}
+
+bool isFullyAssociated(const std::string& smbiosPath)
+{
+    return isPathAssociated(smbiosSide, smbiosPath) && hasCachesOfCPU(smbiosPath) &&
+           checkNumofCacheAssoc(smbiosPath) == cachesOfCPU;
+}

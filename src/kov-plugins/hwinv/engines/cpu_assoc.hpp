@@ -1,0 +1,37 @@
+/*
+ * Pairing SMBIOS processors with platform processors, in both directions, and writing the list of
+ * the pair on the platform processor.
+ *
+ * The SMBIOS direction adds to the list last written; the KOVD direction writes exactly what it
+ * finds now and replaces whatever the object carried.
+ *
+ * Any thread; each store operation takes its own lock. None of these throws.
+ */
+#pragma once
+
+#include "store/types.hpp"
+
+#include <string>
+
+/** The full pass over the stored SMBIOS processors, in path order. */
+void CPUAssociation();
+
+/** Finds what an SMBIOS processor still lacks, partner or caches, and adds it to the list. */
+void AssocForSmbiosCPU(const std::string& smbiosPath);
+
+/** Finds the SMBIOS processor of a platform processor and writes its list anew. */
+void AssocForKovdCPU(const std::string& kovdPath);
+
+/**
+ * Pairs an SMBIOS processor with the first KOVD processor, in path order, that matches, and
+ * appends the processor's tuple to `additions`, also when the pair is refused.
+ */
+void IterateKOVDCPUObjs(const PropertyMap& smbiosProperties, const std::string& smbiosPath,
+                        AssociationList& additions);
+
+/** The mirror of IterateKOVDCPUObjs; `matchedPath` becomes the path of the SMBIOS processor. */
+void IterateSMBIOSCPUObjs(const PropertyMap& kovdProperties, const std::string& kovdPath,
+                          std::string& matchedPath, AssociationList& additions);
+
+/** A partner and exactly three caches: nothing is left to find for this SMBIOS processor. */
+bool isFullyAssociated(const std::string& smbiosPath);

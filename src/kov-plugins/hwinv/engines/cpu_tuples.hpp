@@ -1,0 +1,47 @@
+/*
+ * The list of associations on each platform processor.
+ *
+ * A processor match, up to three cache matches and removals each contribute to the one list of a
+ * KOVD processor, at different times. So the list last written is kept in CPUKOVDAssocTuples,
+ * read back before each change, merged or pruned, written whole, and only then, when the hand-over
+ * succeeded, stored as the new one. Two writers of one processor may both start from the same
+ * list; the last successful write wins, here and on the bus.
+ *
+ * Any thread; takes CPUKOVDAssocTuplesMutex.
+ */
+#pragma once
+
+#include "store/types.hpp"
+#include "trace.hpp"
+
+#include <string>
+
+/** Copies the list last written out; -1, with `list` left as it was, when there is none. */
+int GetCurrentAssocTuples(const std::string& kovdCPUPath, AssociationList& list);
+
+/** Stores the list as the one last written. An empty path is logged and changes nothing. */
+void UpdateCurrentAssocTuples(const std::string& kovdCPUPath, const AssociationList& list);
+
+/** Removes every tuple with this endpoint; 0 when there was one, -1 when there was none. */
+int RemoveAssocTuple(AssociationList& list, const std::string& endpoint);
+
+/** Appends each addition that is not in `current` yet; 0 when there was one, -1 when none. */
+int MergeAssocTuples(AssociationList& current, const std::string& kovdCPUPath,
+                     const AssociationList& additions);
+
+/** Hands the complete list to the main loop and, when that succeeded, stores it. */
+void writeAssocTuples(const Site& site, const std::string& kovdCPUPath,
+                      const AssociationList& list);
+
+/**
+ * Adds to the list last written and writes the result. False, with nothing written, when all
+ * additions were there already.
+ */
+bool addAssocTuples(const Site& site, const std::string& kovdCPUPath,
+                    const AssociationList& additions);
+
+/** The tuple that a KOVD processor carries for its SMBIOS processor. */
+AssociationTuple cpuTuple(const std::string& smbiosCPUPath);
+
+/** The tuple that it carries for a cache; an empty handle name stands for "not known". */
+AssociationTuple cacheTuple(const std::string& handleName, const std::string& cachePath);
