@@ -1,0 +1,166 @@
+#include "objects/pcie_objects.hpp"
+
+#include "engines/find_association.hpp"
+#include "names.hpp"
+#include "objects/kept_properties.hpp"
+#include "store/association_writer.hpp"
+#include "store/recovery_request.hpp"
+#include "store/store.hpp"
+#include "trace.hpp"
+
+#include <array>
+#include <exception>
+
+namespace
+{
+
+constexpr std::array smbiosSlotKept{
+    KeptProperty{names::slotDesignation, KeptType::string},
+    KeptProperty{names::slotId, KeptType::uint16},
+    KeptProperty{"BusNumber", KeptType::uint8},
+};
+
+constexpr std::array kovdSlotKept{
+    KeptProperty{names::pcieFqdd, KeptType::string},
+    KeptProperty{names::pcieLocatorType, KeptType::uint8},
+    KeptProperty{names::pcieLocatorInstanceNum, KeptType::uint16},
+    KeptProperty{"PCIClassCode", KeptType::uint8},
+    KeptProperty{"PCIeSubsystemId", KeptType::uint16},
+    KeptProperty{"PCIeSubsystemVendorId", KeptType::uint16},
+};
+
+constexpr std::array kovdDeviceKept{
+    KeptProperty{names::fqdd, KeptType::string},
+    KeptProperty{"P2PSubsystemVendorID", KeptType::uint16},
+    KeptProperty{"P2PSubsystemID", KeptType::uint16},
+    KeptProperty{"Bus", KeptType::uint8},
+};
+
+constexpr std::array kovdChassisKept{
+    KeptProperty{"Function0ClassCode", KeptType::string},
+    KeptProperty{"Function0SubsystemVendorId", KeptType::string},
+    KeptProperty{"Function0SubsystemId", KeptType::string},
+};
+
+const InsertRule smbiosSlotRule{smbiosPCIeSlotObjs, smbiosSlotKept, "=", source::smbios,
+                                object_type::smbiosSlot};
+const InsertRule kovdSlotRule{kovdPCIeSlotObjs, kovdSlotKept, " = ", source::kovd,
+                              object_type::kovdSlot};
+const InsertRule kovdDeviceRule{kovdPCIeDeviceObjs, kovdDeviceKept, "=", source::kovd,
+                                object_type::kovdSlotDevice};
+const InsertRule kovdChassisRule{kovdChassisPathSlotObjs, kovdChassisKept, "=", source::kovd,
+                                 object_type::kovdChassisSlot};
+
+void insertPCIeObject(const Site& site, const InsertRule& rule, int side, const std::string& path,
+                      const PropertyMap& received)
+{
+    const bool stored = rule.objects.hasObject(path);
+    if (stored && isPathAssociated(side, path))
+    {
+        LOG_AT(site, trace::info, "Association exists %s", path.c_str());
+        return;
+    }
+    PropertyMap working;
+    if (stored && !rule.objects.getObject(path, &working))
+    {
+        // Erased in between: the received properties alone are stored, the resync fills the rest.
+        LOG_AT(site, trace::detail, "%s Not able to get entry from the map", path.c_str());
+        requestRecovery();
+    }
+    storeAndAssociate(site, rule, path, received, std::move(working));
+}
+
+} // namespace
+
+void InsertSMBIOSPCIeSlotObj(const std::string& path, const PropertyMap& received)
+try
+{
+    insertPCIeObject(UTIL_SITE, smbiosSlotRule, smbiosSide, path, received);
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "failed to read message properties[%s]", e.what());
+    requestRecovery();
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "failed to read message");
+    requestRecovery();
+}
+
+void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received)
+try
+{
+    UTIL_LOG(trace::detail, "KOVDpath = %s", path.c_str());
+    insertPCIeObject(UTIL_SITE, kovdSlotRule, kovdSide, path, received);
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception occurred[%s]", e.what());
+    requestRecovery();
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "Exception occurred");
+    requestRecovery();
+}
+
+void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& received)
+try
+{
+    UTIL_LOG(trace::detail, "KOVDPath:%s", path.c_str());
+    insertPCIeObject(UTIL_SITE, kovdDeviceRule, kovdSide, path, received);
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "failed to read message properties[%s]", e.what());
+    requestRecovery();
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "failed to read message");
+    requestRecovery();
+}
+
+void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& received)
+try
+{
+    UTIL_LOG(trace::detail, "KovdPath:%s", path.c_str());
+    insertPCIeObject(UTIL_SITE, kovdChassisRule, kovdSide, path, received);
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception occurred[%s]", e.what());
+    requestRecovery();
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "Exception occurred");
+    requestRecovery();
+}
+
+void removeSMBIOSPCIeAssociations(const std::string& path)
+try
+{
+    if (smbiosPCIeSlotObjs.eraseObject(path) == 0)
+    {
+        UTIL_LOG(trace::error, "Entry removed from the map");
+    }
+    std::string kovdPath;
+    if (!takeAssociatedKOVDPath(path, kovdPath))
+    {
+        UTIL_LOG(trace::warning, "No associations found for path: %s", path.c_str());
+        return;
+    }
+    UTIL_LOG(trace::error, "associated kovd objpath  = %s", kovdPath.c_str());
+    // The KOVD object stays stored; it is associated again when a slot that fits is inserted.
+    sendAssociations(UTIL_SITE, kovdPath, {});
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "failed to remove association[%s]", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "failed to remove association");
+}

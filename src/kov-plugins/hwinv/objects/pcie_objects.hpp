@@ -1,0 +1,26 @@
+/*
+ * How PCIe objects enter and leave the store.
+ *
+ * The inserts take what a service says of one object (all its properties, or only those that
+ * changed), keep what matching needs, merge it into what is stored, and have the object
+ * associated. An object that is paired already is left as it is, whatever changed. A property of
+ * an unexpected type is logged, stores nothing and requests recovery.
+ *
+ * Any thread; each store operation takes its own lock. None throws.
+ */
+#pragma once
+
+#include "store/types.hpp"
+
+#include <string>
+
+void InsertSMBIOSPCIeSlotObj(const std::string& path, const PropertyMap& received);
+void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received);
+void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& received);
+void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& received);
+
+/**
+ * Forgets an SMBIOS slot and clears the association of the KOVD object paired with it. Objects
+ * that were associated without a recorded pair (devices, the chassis twin) keep theirs.
+ */
+void removeSMBIOSPCIeAssociations(const std::string& path);
