@@ -1,0 +1,18 @@
+/*
+ * The steady clock and the one timed wait on it. A program that is linked with another clock.cpp
+ * sees hours pass as it likes; the daemon has no knob for it.
+ *
+ * Any thread.
+ */
+#pragma once
+
+#include "store/mutex.hpp"
+
+#include <chrono>
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+Deadline steadyNow();
+
+/** Waits for a notification or the deadline; may return before either. */
+void waitUntil(ConditionVariable& condition, Mutex& mutex, Deadline deadline) REQUIRES(mutex);

@@ -1,0 +1,171 @@
+#include "intake/discovery.hpp"
+
+#include "intake/dispatch.hpp"
+#include "names.hpp"
+#include "objects/cpu_objects.hpp"
+#include "objects/pcie_objects.hpp"
+#include "store/bus_open.hpp"
+#include "store/sigint_block.hpp"
+#include "trace.hpp"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr std::array smbiosRows{
+    InsertRow{names::smbiosSlotPath, names::smbiosSlotInterface, InsertSMBIOSPCIeSlotObj},
+    InsertRow{names::smbiosCpuPath, names::smbiosCpuInterface, InsertSMBIOSCPUObj},
+    InsertRow{names::smbiosCachePath, names::smbiosCacheInterface, InsertSMBIOSCacheObj},
+};
+
+constexpr std::array boardRows{
+    InsertRow{names::kovdBoardPciePath, names::kovdSlotInterface, InsertKOVDPCIeSlotObj},
+    InsertRow{names::kovdBoardPciePath, names::kovdDeviceInterface, InsertKOVDPCIeDevicesObj},
+    InsertRow{names::kovdBoardCpuPath, names::kovdItemInterface, InsertKOVDCPUObj},
+};
+
+constexpr std::array chassisRows{
+    InsertRow{names::kovdChassisPciePath, names::kovdChassisInterface,
+              InsertKOVDChassisPathSlotObjs},
+};
+
+/** Throws SdBusError when the call fails. */
+sdbusplus::message_t call(sdbusplus::bus_t& bus, std::string_view service, std::string_view path,
+                          std::string_view interface, const char* member)
+{
+    auto method = bus.new_method_call(service.data(), path.data(), interface.data(), member);
+    const SigintBlock block;
+    return bus.call(method);
+}
+
+sdbusplus::message_t callGetManagedObjects(sdbusplus::bus_t& bus, std::string_view service,
+                                           std::string_view path)
+{
+    return call(bus, service, path, names::objectManagerInterface, "GetManagedObjects");
+}
+
+ManagedObjectMap readObjects(sdbusplus::message_t& reply)
+{
+    ManagedObjectMap objects;
+    reply.read(objects);
+    return objects;
+}
+
+/** The objects of a platform root. The reply is gone when they are returned. */
+ManagedObjectMap kovdObjects(sdbusplus::bus_t& bus, std::string_view path)
+{
+    auto reply = callGetManagedObjects(bus, names::kovdService, path);
+    return readObjects(reply);
+}
+
+/** Inserts, in path order, whatever has a row; each logged at `site` behind `label`. */
+template <std::size_t N>
+void insertObjects(const Site& site, const char* label, const std::array<InsertRow, N>& rows,
+                   const ManagedObjectMap& objects)
+{
+    for (const auto& [path, interfaces] : objects)
+    {
+        for (const auto& [interface, properties] : interfaces)
+        {
+            if (const InsertRow* row = findRow(rows, path, interface))
+            {
+                LOG_AT(site, trace::error, "%s = %s", label, path.c_str());
+                row->operation(path, properties);
+            }
+        }
+    }
+}
+
+bool isOwned(const std::vector<std::string>& busNames, std::string_view service)
+{
+    return std::find(busNames.begin(), busNames.end(), service) != busNames.end();
+}
+
+} // namespace
+
+void GetAllManagedObjects()
+try
+{
+    OpenedBus connection = openBus(sd_bus_open_system, "sd_bus_open_system");
+    auto reply = call(connection.bus, names::busService, "/", names::busInterface, "ListNames");
+    if (reply.is_method_error())
+    {
+        UTIL_LOG(trace::error, "DBus ListNames returned a method error; aborting discovery.");
+        return;
+    }
+    std::vector<std::string> busNames;
+    reply.read(busNames);
+
+    if (isOwned(busNames, names::smbiosService))
+    {
+        UTIL_LOG(trace::info, "SMBIOS service is available");
+        GetManagedObjsSMBIOS(connection.bus);
+    }
+    else
+    {
+        UTIL_LOG(trace::error, "SMBIOS service is not available");
+    }
+    if (isOwned(busNames, names::kovdService))
+    {
+        UTIL_LOG(trace::info, "KOVD service is available");
+        GetManagedObjsKOVD(connection.bus);
+    }
+    else
+    {
+        UTIL_LOG(trace::error, "KOVD dbus Service is not available");
+    }
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "exception: %s", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "exception occured!");
+}
+
+void GetManagedObjsSMBIOS(sdbusplus::bus_t& bus)
+try
+{
+    UTIL_LOG(trace::info, "SMBIOS service is available");
+    auto reply = callGetManagedObjects(bus, names::smbiosService, names::inventoryPath);
+    UTIL_LOG(trace::info, "SMBIOS object reply received");
+    if (reply.is_method_error())
+    {
+        UTIL_LOG(trace::error, "SMBIOS object reply error");
+        return;
+    }
+    insertObjects(UTIL_SITE, "SMBIOSObjPath", smbiosRows, readObjects(reply));
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "exception: %s", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "exception occured!");
+}
+
+void GetManagedObjsKOVD(sdbusplus::bus_t& bus)
+try
+{
+    UTIL_LOG(trace::info, "KOVD service is available");
+    insertObjects(UTIL_SITE, "KOVD object path", boardRows, kovdObjects(bus, names::kovdBoardPath));
+
+    const ManagedObjectMap chassisObjects = kovdObjects(bus, names::kovdChassisPath);
+    UTIL_LOG(trace::info, "KOVD chassis object reply received");
+    insertObjects(UTIL_SITE, "KOVD object path", chassisRows, chassisObjects);
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "exception: %s", e.what());
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "exception occured!");
+}

@@ -1,0 +1,151 @@
+/*
+ * Recovery: why a resync waits, and what a request is worth.
+ *
+ * A request sets one flag; nobody counts requests. The recovery thread sees the flag, waits 5 s
+ * for the burst behind it to end (a service that restarts fails many reads at once), clears the
+ * flag and redoes everything: discovery, then both full passes. A request that comes before the
+ * flag is cleared is served by this resync. One that comes later may concern something that the
+ * running resync has read already, so it sets the flag again and costs one more resync, after the
+ * cool-down. The cool-down of 60 s spares the two services, which answer each resync with their
+ * whole inventory; requests do not shorten it. So a resync starts 65 s after the end of the one
+ * before at the earliest.
+ *
+ * Every deadline is computed once, on the steady clock, so neither a notification, nor a spurious
+ * wake-up, nor a change of the wall clock moves it. The stop flag ends each wait at once; during a
+ * resync it is not looked at, so a stop then takes effect at the cool-down. Stop beats request.
+ *
+ * A resync that fails is logged and is not repeated by itself: the cool-down follows as usual, and
+ * the next request or fallback brings the next try.
+ *
+ * The fallback thread serves the case that nothing failed and nothing was signalled: a service
+ * that came up late, or a change between discovery and subscription. It only requests; debounce
+ * and cool-down stay with the recovery thread.
+ */
+#include "intake/recovery.hpp"
+
+#include "engines/cpu_assoc.hpp"
+#include "engines/find_association.hpp"
+#include "intake/clock.hpp"
+#include "intake/discovery.hpp"
+#include "names.hpp"
+#include "store/recovery_request.hpp"
+#include "trace.hpp"
+
+#include <sdbusplus/exception.hpp>
+
+#include <chrono>
+#include <exception>
+#include <malloc.h>
+
+namespace
+{
+
+/** False when the stop flag ended the wait. */
+bool sleepUnlessStopped(ConditionVariable& condition, Mutex& mutex, const bool& stop,
+                        std::chrono::seconds duration) REQUIRES(mutex)
+{
+    const Deadline deadline = steadyNow() + duration;
+    while (!stop && steadyNow() < deadline)
+    {
+        waitUntil(condition, mutex, deadline);
+    }
+    return !stop;
+}
+
+/** Waits for a request and for its burst to end; false when recovery is to stop. */
+bool awaitRequest() EXCLUDES(recoveryMutex)
+{
+    MutexLock lock(recoveryMutex);
+    while (!recoveryRequested && !recoveryStop)
+    {
+        recoveryCondition.wait(recoveryMutex);
+    }
+    if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop,
+                            times::recoveryDebounce))
+    {
+        return false;
+    }
+    recoveryRequested = false;
+    return true;
+}
+
+/** Redoes everything, in the name of the recovery thread. */
+void resync(const Site& site)
+try
+{
+    LOG_AT(site, trace::warning, "Resync starting...");
+    GetAllManagedObjects();
+    AssociateSMBIOSPCIESlotsObjToKOVDObjs();
+    CPUAssociation();
+    LOG_AT(site, trace::warning, "Recovery: resync completed. Entering cool-down...");
+}
+catch (const sdbusplus::exception::SdBusError& e)
+{
+    LOG_AT(site, trace::error, "Recovery failed (SdBusError): %s", e.what());
+}
+catch (const std::exception& e)
+{
+    LOG_AT(site, trace::error, "Recovery failed (std::exception): %s", e.what());
+}
+catch (...)
+{
+    LOG_AT(site, trace::error, "Recovery failed (unknown exception).");
+}
+
+/** False when recovery is to stop. */
+bool coolDown(const Site& site) EXCLUDES(recoveryMutex)
+{
+    MutexLock lock(recoveryMutex);
+    if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop,
+                            times::recoveryCoolDown))
+    {
+        return false;
+    }
+    LOG_AT(site, trace::warning, "Recovery: cool-down completed");
+    return true;
+}
+
+/** False when the fallback is to stop. */
+bool fallbackWait(std::chrono::seconds duration) EXCLUDES(fallbackMutex)
+{
+    MutexLock lock(fallbackMutex);
+    return sleepUnlessStopped(fallbackCondition, fallbackMutex, fallbackStop, duration);
+}
+
+} // namespace
+
+void startRecovery()
+{
+    while (awaitRequest())
+    {
+        resync(UTIL_SITE);
+        malloc_trim(0); // two whole inventories have passed through the heap
+        if (!coolDown(UTIL_SITE))
+        {
+            break;
+        }
+    }
+    UTIL_LOG(trace::warning, "Recovery thread exiting.");
+}
+
+void startDelayedFallbackResync()
+{
+    constexpr int triggers = 2;
+    if (!fallbackWait(times::fallbackInitialWait))
+    {
+        UTIL_LOG(trace::warning, "Fallback resync thread exiting during initial wait.");
+        return;
+    }
+    for (int trigger = 1; trigger <= triggers; ++trigger)
+    {
+        if (trigger > 1 && !fallbackWait(times::fallbackRetryWait))
+        {
+            UTIL_LOG(trace::warning, "Fallback resync thread exiting during retry wait.");
+            return;
+        }
+        UTIL_LOG(trace::warning, "Fallback resync: triggering resync request %d/%d.", trigger,
+                 triggers);
+        requestRecovery();
+    }
+    UTIL_LOG(trace::warning, "Fallback resync thread completed all %d resync triggers.", triggers);
+}
