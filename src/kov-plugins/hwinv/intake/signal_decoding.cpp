@@ -1,0 +1,292 @@
+#include "intake/signal_decoding.hpp"
+
+#include "intake/dispatch.hpp"
+#include "intake/object_path.hpp"
+#include "names.hpp"
+#include "store/message_queue.hpp"
+#include "store/recovery_request.hpp"
+#include "trace.hpp"
+
+#include <sdbusplus/exception.hpp>
+#include <systemd/sd-bus.h>
+
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+using sdbusplus::exception::SdBusError;
+
+namespace
+{
+
+constexpr std::string_view addedSignature = "oa{sa{sv}}";
+constexpr std::string_view removedSignature = "oas";
+constexpr std::string_view changedSignature = "sa{sv}as";
+
+bool hasSignature(const Site& site, sdbusplus::message_t& message, std::string_view expected)
+{
+    const char* signature = message.get_signature();
+    if (signature == expected)
+    {
+        return true;
+    }
+    LOG_AT(site, trace::error, "Invalid signature = %s", signature);
+    return false;
+}
+
+void logUnreadable(const Site& site, const SdBusError& e)
+{
+    LOG_AT(site, trace::error, "%s Exception occurred while reading message", e.what());
+}
+
+bool isSmbiosInventory(std::string_view path)
+{
+    return contains(path, names::inventoryPath);
+}
+
+bool isKovdInventory(std::string_view path)
+{
+    return contains(path, names::kovdBoardPath) || contains(path, names::kovdChassisPath);
+}
+
+void decodeAdded(const Site& site, sdbusplus::message_t& message,
+                 bool (*ofInterest)(std::string_view), MessageQueue& queue)
+{
+    if (!hasSignature(site, message, addedSignature))
+    {
+        return;
+    }
+    compat::ObjectPath path;
+    SignalRecord record;
+    record.type = SignalType::InterfacesAdded;
+    try
+    {
+        message.read(path, record.interfaces);
+    }
+    catch (const SdBusError& e)
+    {
+        logUnreadable(site, e);
+        requestRecovery();
+        return;
+    }
+    record.objectPath = std::move(path.str);
+    if (ofInterest(record.objectPath))
+    {
+        pushRecord(queue, std::move(record));
+    }
+}
+
+/** Removals go to the SMBIOS worker, whoever announces them. False when the body is unreadable. */
+bool decodeRemoved(const Site& site, sdbusplus::message_t& message,
+                   bool (*ofInterest)(std::string_view))
+{
+    if (!hasSignature(site, message, removedSignature))
+    {
+        return true;
+    }
+    compat::ObjectPath path;
+    SignalRecord record;
+    record.type = SignalType::InterfacesRemoved;
+    try
+    {
+        message.read(path, record.removedInterfaces);
+    }
+    catch (const SdBusError& e)
+    {
+        logUnreadable(site, e);
+        return false;
+    }
+    record.objectPath = std::move(path.str);
+    if (ofInterest(record.objectPath))
+    {
+        pushRecord(smbiosMessageQueue, std::move(record));
+    }
+    return true;
+}
+
+/**
+ * The interface of a PropertiesChanged, read ahead; the message is then back at its start. Nothing
+ * when it cannot be read: that is logged and recovery requested.
+ */
+std::optional<std::string> peekInterface(const Site& site, sdbusplus::message_t& message)
+{
+    const char* interface = nullptr;
+    if (const int r = sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_STRING, &interface);
+        r < 0)
+    {
+        LOG_AT(site, trace::error, "sd_bus_message_read_basic failed: %s", std::strerror(-r));
+        requestRecovery();
+        return std::nullopt;
+    }
+    std::string copy = interface == nullptr ? "" : interface;
+    if (const int r = sd_bus_message_rewind(message.get(), 1); r < 0)
+    {
+        LOG_AT(site, trace::error, "sd_bus_message_rewind failed: %s", std::strerror(-r));
+        requestRecovery();
+        return std::nullopt;
+    }
+    return copy;
+}
+
+/** The whole body of a PropertiesChanged; the names of invalidated properties are dropped. */
+SignalRecord readChanged(sdbusplus::message_t& message, std::string path)
+{
+    SignalRecord record;
+    record.type = SignalType::PropertiesChanged;
+    record.objectPath = std::move(path);
+    std::vector<std::string> invalidated;
+    message.read(record.interfaceName, record.changedProperties, invalidated);
+    return record;
+}
+
+void decodeSmbiosChanged(const Site& site, sdbusplus::message_t& message)
+{
+    if (!hasSignature(site, message, changedSignature))
+    {
+        return;
+    }
+    const std::string path = message.get_path();
+    if (!isSmbiosPathOfInterest(path))
+    {
+        return;
+    }
+    const auto interface = peekInterface(site, message);
+    if (!interface)
+    {
+        return;
+    }
+
+    if (contains(path, names::smbiosSlotPath))
+    {
+        if (*interface == names::smbiosSlotInterface)
+        {
+            pushRecord(smbiosMessageQueue, readChanged(message, path));
+        }
+        return;
+    }
+    // A processor's or cache's body is read whatever the interface: one that cannot be read asks
+    // for recovery also when nobody cares for its properties.
+    SignalRecord record = readChanged(message, path);
+    const auto expected = contains(path, names::smbiosCpuPath) ? names::smbiosCpuInterface
+                                                               : names::smbiosCacheInterface;
+    if (*interface == expected)
+    {
+        pushRecord(smbiosMessageQueue, std::move(record));
+    }
+}
+
+/** Whether a KOVD PropertiesChanged concerns an engine; the first test that holds decides. */
+bool isKovdChangeOfInterest(std::string_view path, std::string_view interface)
+{
+    if (contains(path, names::kovdBoardPciePath))
+    {
+        return interface == names::kovdSlotInterface || interface == names::kovdDeviceInterface;
+    }
+    if (contains(path, names::kovdChassisPciePath))
+    {
+        return interface == names::kovdChassisInterface;
+    }
+    return contains(path, names::kovdBoardCpuPath) && interface == names::kovdItemInterface;
+}
+
+void decodeKovdChanged(const Site& site, sdbusplus::message_t& message)
+{
+    if (!hasSignature(site, message, changedSignature))
+    {
+        return;
+    }
+    const std::string path = message.get_path();
+    if (!isKovdPathOfInterest(path))
+    {
+        return;
+    }
+    const auto interface = peekInterface(site, message);
+    if (!interface || !isKovdChangeOfInterest(path, *interface))
+    {
+        return;
+    }
+    SignalRecord record = readChanged(message, path);
+    if (!contains(path, names::kovdBoardPciePath))
+    {
+        LOG_AT(site, trace::error, "%s :Object path to be updated", path.c_str());
+    }
+    pushRecord(kovdMessageQueue, std::move(record));
+}
+
+} // namespace
+
+void GetSmbiosMsgData(sdbusplus::message_t& message)
+try
+{
+    const std::string_view member = message.get_member();
+    if (member == names::interfacesAdded)
+    {
+        decodeAdded(UTIL_SITE, message, isSmbiosInventory, smbiosMessageQueue);
+    }
+    else if (member == names::interfacesRemoved)
+    {
+        if (!decodeRemoved(UTIL_SITE, message, isSmbiosPathOfInterest))
+        {
+            requestRecovery();
+        }
+    }
+    else if (member == names::propertiesChanged)
+    {
+        decodeSmbiosChanged(UTIL_SITE, message);
+    }
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "failed to read message err[%s]", e.what());
+    requestRecovery();
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "failed to read message");
+    requestRecovery();
+}
+
+void GetKovdMsgData(sdbusplus::message_t& message)
+try
+{
+    const std::string_view member = message.get_member();
+    if (member == names::interfacesAdded)
+    {
+        decodeAdded(UTIL_SITE, message, isKovdInventory, kovdMessageQueue);
+    }
+    else if (member == names::interfacesRemoved)
+    {
+        // Unlike every other unreadable body this one asks for no recovery: discovery removes
+        // nothing, so a resync would not make up for it.
+        decodeRemoved(UTIL_SITE, message, isKovdInventory);
+    }
+    else if (member == names::propertiesChanged)
+    {
+        decodeKovdChanged(UTIL_SITE, message);
+    }
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "failed to read message err[%s]", e.what());
+    requestRecovery();
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "failed to read message");
+    requestRecovery();
+}
+
+bool isSmbiosPathOfInterest(std::string_view path)
+{
+    return contains(path, names::smbiosCachePath) || contains(path, names::smbiosCpuPath) ||
+           contains(path, names::smbiosSlotPath);
+}
+
+bool isKovdPathOfInterest(std::string_view path)
+{
+    return contains(path, names::kovdBoardCpuPath) || contains(path, names::kovdChassisPciePath) ||
+           contains(path, names::kovdBoardPciePath);
+}

@@ -1,0 +1,27 @@
+/*
+ * From a delivered signal to a record on a worker's queue.
+ *
+ * Each decoder checks the body's signature, drops what no engine cares for (silently), copies the
+ * body into a SignalRecord and pushes it. A message that cannot be read is logged and dropped, and
+ * the recovery thread is asked for a resync in its place; a wrong signature is logged alone.
+ *
+ * Subscription thread only. Takes the lock of the queue or of the recovery request, never for
+ * long; makes no bus call. Neither decoder throws.
+ */
+#pragma once
+
+#include <sdbusplus/message.hpp>
+
+#include <string_view>
+
+/** A signal of the SMBIOS service; goes to smbiosMessageQueue. */
+void GetSmbiosMsgData(sdbusplus::message_t& message);
+
+/**
+ * A signal of the platform daemon; goes to kovdMessageQueue, a removal to smbiosMessageQueue: its
+ * removals are the SMBIOS worker's business, on purpose.
+ */
+void GetKovdMsgData(sdbusplus::message_t& message);
+
+bool isSmbiosPathOfInterest(std::string_view path);
+bool isKovdPathOfInterest(std::string_view path);
