@@ -36,14 +36,6 @@ void read(sd_bus_message* m, Args&&... args);
 namespace details
 {
 
-inline void throw_if_failed(int result, const char* call)
-{
-    if (result < 0)
-    {
-        throw exception::SdBusError(-result, call);
-    }
-}
-
 /// How a value of one type is read; here numbers and C strings, which stay inside the message.
 template <typename T>
 struct reader
@@ -52,7 +44,7 @@ struct reader
     {
         static_assert(types::plain_number<T> || std::is_same_v<T, const char*>,
                       "a value of this type cannot be read from a message");
-        throw_if_failed(sd_bus_message_read_basic(m, types::type_character<T>, &value),
+        internal::check(sd_bus_message_read_basic(m, types::type_character<T>, &value),
                         "sd_bus_message_read_basic fundamental");
     }
 };
@@ -63,7 +55,7 @@ struct reader<bool>
     static void read(sd_bus_message* m, bool& value)
     {
         int number = 0;
-        throw_if_failed(sd_bus_message_read_basic(m, 'b', &number),
+        internal::check(sd_bus_message_read_basic(m, 'b', &number),
                         "sd_bus_message_read_basic bool");
         value = number != 0;
     }
@@ -74,7 +66,7 @@ struct reader<unix_fd>
 {
     static void read(sd_bus_message* m, unix_fd& value)
     {
-        throw_if_failed(sd_bus_message_read_basic(m, 'h', &value.fd),
+        internal::check(sd_bus_message_read_basic(m, 'h', &value.fd),
                         "sd_bus_message_read_basic unix_fd");
     }
 };
@@ -85,7 +77,7 @@ struct text_reader
     static void read(sd_bus_message* m, T& value)
     {
         const char* text = nullptr;
-        throw_if_failed(sd_bus_message_read_basic(m, types::type_character<T>, &text),
+        internal::check(sd_bus_message_read_basic(m, types::type_character<T>, &text),
                         "sd_bus_message_read_basic string");
         value = std::string(text);
     }
@@ -113,7 +105,7 @@ bool read_number_array(sd_bus_message* m, std::vector<T>& items)
     {
         return false;
     }
-    throw_if_failed(result, "sd_bus_message_enter_container emplace_back_container");
+    internal::check(result, "sd_bus_message_enter_container emplace_back_container");
     const T* first = static_cast<const T*>(data);
     items.insert(items.end(), first, first + size / sizeof(T));
     return true;
@@ -139,7 +131,7 @@ struct reader<T>
     static void read_items(sd_bus_message* m, T& items)
     {
         using Item = typename T::value_type;
-        throw_if_failed(sd_bus_message_enter_container(m, 'a', types::signature_of<Item>.c_str()),
+        internal::check(sd_bus_message_enter_container(m, 'a', types::signature_of<Item>.c_str()),
                         "sd_bus_message_enter_container emplace_back_container");
         int at_end = 0;
         while ((at_end = sd_bus_message_at_end(m, false)) == 0)
@@ -148,8 +140,8 @@ struct reader<T>
             reader<Item>::read(m, item);
             items.emplace_back(std::move(item));
         }
-        throw_if_failed(at_end, "sd_bus_message_at_end emplace_back_container");
-        throw_if_failed(sd_bus_message_exit_container(m),
+        internal::check(at_end, "sd_bus_message_at_end emplace_back_container");
+        internal::check(sd_bus_message_exit_container(m),
                         "sd_bus_message_exit_container emplace_back_container");
     }
 };
@@ -173,7 +165,7 @@ struct reader<T>
     static void read(sd_bus_message* m, T& items)
     {
         using Item = typename readable_item<typename T::value_type>::type;
-        throw_if_failed(sd_bus_message_enter_container(m, 'a', types::signature_of<Item>.c_str()),
+        internal::check(sd_bus_message_enter_container(m, 'a', types::signature_of<Item>.c_str()),
                         "sd_bus_message_enter_container emplace_container");
         int at_end = 0;
         while ((at_end = sd_bus_message_at_end(m, false)) == 0)
@@ -182,8 +174,8 @@ struct reader<T>
             reader<Item>::read(m, item);
             items.emplace(std::move(item));
         }
-        throw_if_failed(at_end, "sd_bus_message_at_end emplace_container");
-        throw_if_failed(sd_bus_message_exit_container(m),
+        internal::check(at_end, "sd_bus_message_at_end emplace_container");
+        internal::check(sd_bus_message_exit_container(m),
                         "sd_bus_message_exit_container emplace_container");
     }
 };
@@ -194,10 +186,10 @@ struct reader<std::pair<First, Second>>
     static void read(sd_bus_message* m, std::pair<First, Second>& value)
     {
         constexpr auto contents = types::signature_of_all<First, Second>;
-        throw_if_failed(sd_bus_message_enter_container(m, 'e', contents.c_str()),
+        internal::check(sd_bus_message_enter_container(m, 'e', contents.c_str()),
                         "sd_bus_message_enter_container pair");
         message::read(m, value.first, value.second);
-        throw_if_failed(sd_bus_message_exit_container(m), "sd_bus_message_exit_container pair");
+        internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container pair");
     }
 };
 
@@ -207,10 +199,10 @@ struct reader<std::tuple<Members...>>
     static void read(sd_bus_message* m, std::tuple<Members...>& value)
     {
         constexpr auto contents = types::signature_of_all<Members...>;
-        throw_if_failed(sd_bus_message_enter_container(m, 'r', contents.c_str()),
+        internal::check(sd_bus_message_enter_container(m, 'r', contents.c_str()),
                         "sd_bus_message_enter_container tuple");
         std::apply([m](auto&... members) { message::read(m, members...); }, value);
-        throw_if_failed(sd_bus_message_exit_container(m), "sd_bus_message_exit_container tuple");
+        internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container tuple");
     }
 };
 
@@ -225,13 +217,13 @@ struct reader<std::variant<Alternatives...>>
     {
         char type = '\0';
         const char* contents = nullptr;
-        throw_if_failed(sd_bus_message_peek_type(m, &type, &contents),
+        internal::check(sd_bus_message_peek_type(m, &type, &contents),
                         "sd_bus_message_verify_type variant");
         if (type == 'v' && (read_if_fits<Alternatives>(m, contents, value) || ...))
         {
             return;
         }
-        throw_if_failed(sd_bus_message_skip(m, "v"), "sd_bus_message_skip variant");
+        internal::check(sd_bus_message_skip(m, "v"), "sd_bus_message_skip variant");
         value = Variant{};
     }
 
@@ -244,7 +236,7 @@ struct reader<std::variant<Alternatives...>>
         {
             return false;
         }
-        throw_if_failed(sd_bus_message_enter_container(m, 'v', expected.c_str()),
+        internal::check(sd_bus_message_enter_container(m, 'v', expected.c_str()),
                         "sd_bus_message_enter_container variant");
         if constexpr (!std::is_same_v<Alternative, std::monostate>)
         {
@@ -252,7 +244,7 @@ struct reader<std::variant<Alternatives...>>
             reader<Alternative>::read(m, inside);
             value = std::move(inside);
         }
-        throw_if_failed(sd_bus_message_exit_container(m), "sd_bus_message_exit_container variant");
+        internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container variant");
         return true;
     }
 };
@@ -260,7 +252,7 @@ struct reader<std::variant<Alternatives...>>
 } // namespace details
 
 template <typename... Args>
-void read(sd_bus_message* m, Args&&... args)
+void read([[maybe_unused]] sd_bus_message* m, Args&&... args)
 {
     (details::reader<std::remove_reference_t<Args>>::read(m, args), ...);
 }

@@ -115,4 +115,19 @@ class SdBusError final : public internal_exception
 using exception_t = exception::exception;
 using internal_exception_t = exception::internal_exception;
 
+namespace internal
+{
+
+/// Returns what the call returned, or throws its error.
+inline int check(int result, const char* call)
+{
+    if (result < 0)
+    {
+        throw exception::SdBusError(-result, call);
+    }
+    return result;
+}
+
+} // namespace internal
+
 } // namespace sdbusplus

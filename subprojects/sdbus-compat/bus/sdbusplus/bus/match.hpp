@@ -61,8 +61,7 @@ struct match : private sdbusplus::bus::details::bus_friend
                       void* context)
     {
         sd_bus_slot* slot = nullptr;
-        message::details::throw_if_failed(sd_bus_add_match(bus, &slot, rule, handler, context),
-                                          "sd_bus_match");
+        internal::check(sd_bus_add_match(bus, &slot, rule, handler, context), "sd_bus_match");
         return slot_t(slot);
     }
 

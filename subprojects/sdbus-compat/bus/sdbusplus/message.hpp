@@ -151,24 +151,23 @@ class message
     message new_method_return()
     {
         msgp_t reply = nullptr;
-        details::throw_if_failed(sd_bus_message_new_method_return(get(), &reply),
-                                 "sd_bus_message_new_method_return");
+        internal::check(sd_bus_message_new_method_return(get(), &reply),
+                        "sd_bus_message_new_method_return");
         return message(reply, std::false_type());
     }
 
     message new_method_errno(int error, const sd_bus_error* e = nullptr)
     {
         msgp_t reply = nullptr;
-        details::throw_if_failed(sd_bus_message_new_method_errno(get(), &reply, error, e),
-                                 "sd_bus_message_new_method_errno");
+        internal::check(sd_bus_message_new_method_errno(get(), &reply, error, e),
+                        "sd_bus_message_new_method_errno");
         return message(reply, std::false_type());
     }
 
     /// Sends the message without waiting for anything: a reply that was made for a call.
     void method_return()
     {
-        details::throw_if_failed(sd_bus_send(sd_bus_message_get_bus(get()), get(), nullptr),
-                                 "sd_bus_send");
+        internal::check(sd_bus_send(sd_bus_message_get_bus(get()), get(), nullptr), "sd_bus_send");
     }
 
     /// Sends the message without waiting for anything: a signal.

@@ -157,7 +157,7 @@ struct appender<std::variant<Alternatives...>>
 } // namespace details
 
 template <typename... Args>
-void append(sd_bus_message* m, const Args&... args)
+void append([[maybe_unused]] sd_bus_message* m, const Args&... args)
 {
     (details::appender<types::bare_t<Args>>::append(m, args), ...);
 }

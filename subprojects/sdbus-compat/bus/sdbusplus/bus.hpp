@@ -76,7 +76,7 @@ struct bus
 
     void flush()
     {
-        check(sd_bus_flush(get()), "sd_bus_flush");
+        internal::check(sd_bus_flush(get()), "sd_bus_flush");
     }
 
     void close()
@@ -87,7 +87,7 @@ struct bus
     /// Waits until there is something to process, at most `timeout_us` microseconds.
     int wait(std::uint64_t timeout_us)
     {
-        return check(sd_bus_wait(get(), timeout_us), "sd_bus_wait");
+        return internal::check(sd_bus_wait(get(), timeout_us), "sd_bus_wait");
     }
     int wait(std::optional<SdBusDuration> timeout = std::nullopt)
     {
@@ -98,30 +98,30 @@ struct bus
     message_t process()
     {
         sd_bus_message* unhandled = nullptr;
-        check(sd_bus_process(get(), &unhandled), "sd_bus_process");
+        internal::check(sd_bus_process(get(), &unhandled), "sd_bus_process");
         return message_t(unhandled, std::false_type());
     }
 
     /// Does one step of work. Returns whether there was any.
     bool process_discard()
     {
-        return check(sd_bus_process(get(), nullptr), "sd_bus_process discard") > 0;
+        return internal::check(sd_bus_process(get(), nullptr), "sd_bus_process discard") > 0;
     }
 
     message_t new_method_call(const char* service, const char* objpath, const char* interf,
                               const char* method)
     {
         sd_bus_message* m = nullptr;
-        check(sd_bus_message_new_method_call(get(), &m, service, objpath, interf, method),
-              "sd_bus_message_new_method_call");
+        internal::check(sd_bus_message_new_method_call(get(), &m, service, objpath, interf, method),
+                        "sd_bus_message_new_method_call");
         return message_t(m, std::false_type());
     }
 
     message_t new_signal(const char* objpath, const char* interf, const char* member)
     {
         sd_bus_message* m = nullptr;
-        check(sd_bus_message_new_signal(get(), &m, objpath, interf, member),
-              "sd_bus_message_new_signal");
+        internal::check(sd_bus_message_new_signal(get(), &m, objpath, interf, member),
+                        "sd_bus_message_new_signal");
         return message_t(m, std::false_type());
     }
 
@@ -174,12 +174,6 @@ struct bus
     friend struct details::bus_friend;
 
   private:
-    static int check(int result, const char* call)
-    {
-        message::details::throw_if_failed(result, call);
-        return result;
-    }
-
     busp_t get() noexcept
     {
         return bus_.get();
