@@ -8,6 +8,15 @@
 namespace
 {
 
+/** The table's row for a property; null when it is not kept. */
+const KeptProperty* findKept(std::span<const KeptProperty> table, std::string_view name)
+{
+    const auto kept =
+        std::find_if(table.begin(), table.end(),
+                     [&](const KeptProperty& property) { return property.name == name; });
+    return kept == table.end() ? nullptr : &*kept;
+}
+
 /** The value as the kept type; logged. */
 PropertyValue readAs(const Site& site, const char* separator, const std::string& name,
                      const PropertyValue& value, KeptType type)
@@ -35,10 +44,8 @@ void storeAndAssociate(const Site& site, const InsertRule& rule, const std::stri
     bool any = false;
     for (const auto& [name, value] : received)
     {
-        const auto kept =
-            std::find_if(rule.kept.begin(), rule.kept.end(),
-                         [&](const KeptProperty& property) { return property.name == name; });
-        if (kept == rule.kept.end())
+        const KeptProperty* kept = findKept(rule.kept, name);
+        if (kept == nullptr)
         {
             continue;
         }
