@@ -36,6 +36,8 @@ InventoryCapture readInventory(const std::filesystem::path& folder);
 /** The interfaces of one object as JSON: { "iface": { "Prop": {"type": SIG, "data": ...} } }. */
 Interfaces interfacesFromJson(const Json& json, const Place& place = Place());
 
+Json interfacesToJson(const Interfaces& interfaces);
+
 /** The objects below `root` as a capture in one line, as busctl prints it. */
 std::string formatCapture(const Objects& objects, const std::string& root = "/");
 

@@ -46,14 +46,14 @@ std::string write(const Value& value, const Layout& layout)
 /** A dictionary with each entry written by `writeEntry`, commas between. */
 template <typename Map, typename WriteEntry>
 std::string writeMap(const Map& map, std::string_view lead, const Layout& layout,
-                     const WriteEntry& writeEntry)
+                     const WriteEntry& writeEntry, std::string_view end = "")
 {
     std::string text = "{";
     for (const auto& [name, content] : map)
     {
         text += (text.size() > 1 ? "," : "") + piece(lead, name, layout) + writeEntry(content);
     }
-    return text + "}";
+    return text + std::string(end) + "}";
 }
 
 std::string write(const Objects& objects, const Layout& layout)
@@ -65,8 +65,7 @@ std::string write(const Objects& objects, const Layout& layout)
     { return writeMap(interfaces, layout.interface, layout, writeProperties); };
     const std::string blank(layout.blank);
     return "{\"type\":" + blank + "\"a{oa{sa{sv}}}\"," + blank + "\"data\":" + blank + "[" +
-           writeMap(objects, layout.object, layout, writeInterfaces) + std::string(layout.end) +
-           "]}\n";
+           writeMap(objects, layout.object, layout, writeInterfaces, layout.end) + "]}\n";
 }
 
 Objects objectsBelow(const Objects& objects, const std::string& root)
@@ -94,6 +93,20 @@ void writeFile(const std::filesystem::path& file, const std::string& text)
 }
 
 } // namespace
+
+Json interfacesToJson(const Interfaces& interfaces)
+{
+    Json json = Json::object();
+    for (const auto& [interface, properties] : interfaces)
+    {
+        Json& inner = json[interface] = Json::object();
+        for (const auto& [name, value] : properties)
+        {
+            inner[name] = valueToJson(value);
+        }
+    }
+    return json;
+}
 
 std::string formatCapture(const Objects& objects, const std::string& root)
 {

@@ -8,16 +8,8 @@ namespace sim
 
 std::string ErrorReply::text() const
 {
-    if (error_.name == nullptr)
-    {
-        return "";
-    }
-    std::string text = error_.name;
-    if (error_.message != nullptr)
-    {
-        text += std::string(": ") + error_.message;
-    }
-    return text;
+    const char* words = error_.message != nullptr ? error_.message : error_.name;
+    return words == nullptr ? "" : words;
 }
 
 int check(int result, const std::string& attempted)

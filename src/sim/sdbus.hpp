@@ -50,7 +50,7 @@ class ErrorReply
         return &error_;
     }
 
-    /** "name: text" of an error reply, or empty when there was none. */
+    /** What an error reply says, or its name when it says nothing; empty when there was none. */
     std::string text() const;
 
   private:
