@@ -1,0 +1,209 @@
+#include "client.hpp"
+
+#include "control.hpp"
+#include "sim/capture.hpp"
+#include "sim/names.hpp"
+#include "sim/sdbus.hpp"
+#include "sim/value_message.hpp"
+
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <utility>
+
+namespace hwinv_sim
+{
+namespace
+{
+
+using sim::Json;
+
+sim::Connection connect(const std::string& address)
+{
+    return address.empty() ? sim::connectToSystem() : sim::connectTo(address);
+}
+
+/** Calls a method and gives the first value of its reply, if it has one. */
+Json callMethod(const std::string& address, const char* service, const char* path,
+                const char* interface, const char* method, const char* signature, const Json& body)
+{
+    const sim::Connection bus = connect(address);
+    sd_bus_message* raw = nullptr;
+    sim::check(sd_bus_message_new_method_call(bus.get(), &raw, service, path, interface, method),
+               "make a request");
+    const sim::Message request(raw);
+    sim::appendBody(raw, signature, body);
+    const sim::Message reply = sim::call(bus.get(), raw, method);
+    const bool empty = sim::check(sd_bus_message_at_end(reply.get(), 1), "read a reply") > 0;
+    return empty ? Json() : sim::readValue(reply.get()).data;
+}
+
+Json ask(const std::string& address, const char* method, const char* signature, const Json& body)
+{
+    return callMethod(address, controlName, controlPath, controlInterface, method, signature, body);
+}
+
+Json parse(const std::string& text, const std::string& name)
+{
+    try
+    {
+        return Json::parse(text);
+    }
+    catch (const Json::exception& error)
+    {
+        throw sim::Error(name + ": " + error.what());
+    }
+}
+
+Json parseValue(const std::string& type, const std::string& value)
+{
+    const bool isText = type == "s" || type == "o" || type == "g";
+    return isText ? Json(value) : parse(value, "the value '" + value + "'");
+}
+
+/** The interfaces of `path` from either form that a text can have. */
+Json interfacesIn(const std::string& path, const std::string& text, const std::string& name)
+{
+    const Json json = parse(text, name);
+    if (!json.is_object() || !json.contains("type"))
+    {
+        try
+        {
+            return sim::interfacesToJson(sim::interfacesFromJson(json));
+        }
+        catch (const sim::ValueError& error)
+        {
+            throw sim::CaptureError(name, error.where(), error.reason());
+        }
+    }
+    const sim::Objects objects = sim::parseCapture(text, name);
+    const auto object = objects.find(path);
+    if (object == objects.end())
+    {
+        throw sim::CaptureError(name, path, "no such object in this capture");
+    }
+    return sim::interfacesToJson(object->second);
+}
+
+void printAssociations(const Json& interfaces)
+{
+    const auto definitions = interfaces.find(sim::names::associationDefinitions);
+    if (definitions == interfaces.end() || !definitions->contains(sim::names::associations))
+    {
+        return;
+    }
+    for (const Json& tuple : (*definitions)[sim::names::associations]["data"])
+    {
+        std::cout << "    " << tuple[0].get<std::string>() << " / " << tuple[1].get<std::string>()
+                  << " -> " << tuple[2].get<std::string>() << "\n";
+    }
+}
+
+sim::Objects managedObjects(const std::string& address, const char* service, const char* path)
+{
+    const Json data = callMethod(address, service, path, sim::names::objectManager,
+                                 "GetManagedObjects", "", Json::array());
+    const Json document{{"type", "a{oa{sa{sv}}}"}, {"data", Json::array({data})}};
+    return sim::parseCapture(document.dump(), std::string(service) + " " + path);
+}
+
+} // namespace
+
+Client::Client(std::string address) : address_(std::move(address)) {}
+
+void Client::add(const std::string& service, const std::string& path, const std::string& text,
+                 const std::string& name)
+{
+    ask(address_, "AddObject", "soa{sa{sv}}", {service, path, interfacesIn(path, text, name)});
+}
+
+void Client::addFromFile(const std::string& service, const std::string& path,
+                         const std::string& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    if (!stream)
+    {
+        throw sim::Error(file + ": cannot be read");
+    }
+    add(service, path, text, file);
+}
+
+void Client::set(const std::string& service, const std::string& path, const std::string& interface,
+                 const std::string& property, const std::string& type, const std::string& value)
+{
+    const Json typed{{"type", type}, {"data", parseValue(type, value)}};
+    const Json properties{{property, typed}};
+    ask(address_, "ChangeProperties", "sosa{sv}", {service, path, interface, properties});
+}
+
+void Client::remove(const std::string& service, const std::string& path,
+                    const std::vector<std::string>& interfaces)
+{
+    ask(address_, "RemoveObject", "soas", {service, path, interfaces});
+}
+
+void Client::emitSignal(const std::string& service, const std::string& path,
+                        const std::string& interface, const std::string& member,
+                        const std::string& signature, const std::string& body)
+{
+    parse(body, "the body");
+    const Json carried{{"type", "s"}, {"data", body}};
+    ask(address_, "Emit", "sosssv", {service, path, interface, member, signature, carried});
+}
+
+void Client::start(const std::string& service)
+{
+    ask(address_, "Start", "s", Json::array({service}));
+}
+
+void Client::stop(const std::string& service)
+{
+    ask(address_, "Stop", "s", Json::array({service}));
+}
+
+void Client::addFault(const std::string& kind, const std::string& text)
+{
+    ask(address_, "AddFault", "ss", {kind, text});
+}
+
+void Client::clearFaults()
+{
+    ask(address_, "ClearFaults", "", Json::array());
+}
+
+void Client::list()
+{
+    const Json services = ask(address_, "GetServices", "", Json::array());
+    for (const auto& [service, running] : services.items())
+    {
+        std::cout << service << (running.get<bool>() ? " (running)\n" : " (stopped)\n");
+        const Json objects = ask(address_, "GetObjects", "s", Json::array({service}));
+        for (const auto& [path, interfaces] : objects.items())
+        {
+            std::cout << "  " << path << "\n";
+            printAssociations(interfaces);
+        }
+    }
+}
+
+void Client::listSets(const std::string& service)
+{
+    for (const Json& set : ask(address_, "GetSets", "s", Json::array({service})))
+    {
+        std::cout << (set[4].get<bool>() ? "accepted " : "refused  ") << set[0].get<std::string>()
+                  << " " << set[2].get<std::string>() << " " << set[3]["data"].dump() << "\n";
+    }
+}
+
+void Client::capture(const std::string& folder)
+{
+    using namespace sim::names;
+    sim::InventoryCapture inventory;
+    inventory.smbios = managedObjects(address_, smbiosService, smbiosRoot);
+    inventory.kovd = managedObjects(address_, kovdService, boardRoot);
+    inventory.kovd.merge(managedObjects(address_, kovdService, chassisRoot));
+    sim::writeInventory(folder, inventory);
+}
+
+} // namespace hwinv_sim

@@ -1,0 +1,117 @@
+#include "serve.hpp"
+
+#include "control.hpp"
+#include "inventory_folder.hpp"
+#include "sim/bus.hpp"
+#include "sim/sdbus.hpp"
+#include "simulator.hpp"
+
+#include <systemd/sd-event.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
+namespace hwinv_sim
+{
+namespace
+{
+
+struct EventReleaser
+{
+    void operator()(sd_event* event) const
+    {
+        sd_event_unref(event);
+    }
+};
+using Event = std::unique_ptr<sd_event, EventReleaser>;
+
+/** SIGINT and SIGTERM are taken from the event loop alone; threads made later inherit that. */
+void blockStopSignals()
+{
+    sigset_t stops;
+    sigemptyset(&stops);
+    sigaddset(&stops, SIGINT);
+    sigaddset(&stops, SIGTERM);
+    sim::check(-pthread_sigmask(SIG_BLOCK, &stops, nullptr), "block the stop signals");
+}
+
+/** A loop that ends with status 0 on either signal. */
+Event makeLoop()
+{
+    sd_event* raw = nullptr;
+    sim::check(sd_event_new(&raw), "make an event loop");
+    Event loop(raw);
+    for (const int signal : {SIGINT, SIGTERM})
+    {
+        sim::check(sd_event_add_signal(raw, nullptr, signal, nullptr, nullptr), "watch a signal");
+    }
+    return loop;
+}
+
+std::string addressOf(const ServeOptions& options)
+{
+    if (!options.address.empty())
+    {
+        return options.address;
+    }
+    const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    return address != nullptr ? address : "unix:path=/run/dbus/system_bus_socket";
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& text)
+{
+    return std::ranges::find(list, text) != list.end();
+}
+
+} // namespace
+
+int serve(const ServeOptions& options)
+{
+    blockStopSignals();
+    const std::string address = addressOf(options);
+    sim::InventoryCapture inventory = sim::readInventory(findInventory(options.inventory));
+    const std::size_t smbiosCount = inventory.smbios.size();
+    const std::size_t kovdCount = inventory.kovd.size();
+    const Event loop = makeLoop();
+    Simulator simulator(address, std::move(inventory));
+    for (const auto& [kind, text] : options.faults)
+    {
+        simulator.addFault(kind, text);
+    }
+    const sim::Connection bus = sim::connectTo(address);
+    offerControl(bus.get(), simulator);
+    for (const std::string& name : Simulator::serviceNames())
+    {
+        const bool wanted = options.only.empty() || options.only == name;
+        if (wanted && !contains(options.stopped, name))
+        {
+            simulator.service(name).start();
+        }
+    }
+    sim::check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
+    sim::check(sd_bus_attach_event(bus.get(), loop.get(), SD_EVENT_PRIORITY_NORMAL),
+               "attach to the event loop");
+    std::cout << "ready: " << smbiosCount << " SMBIOS objects, " << kovdCount
+              << " platform objects on " << address << std::endl;
+    const int status = sd_event_loop(loop.get());
+    sd_bus_detach_event(bus.get());
+    if (status != 0)
+    {
+        throw sim::Error("the bus is gone");
+    }
+    return 0;
+}
+
+int runBus()
+{
+    blockStopSignals();
+    const Event loop = makeLoop();
+    const sim::PrivateBus bus;
+    std::cout << "DBUS_SYSTEM_BUS_ADDRESS=" << bus.address() << std::endl;
+    return sd_event_loop(loop.get());
+}
+
+} // namespace hwinv_sim

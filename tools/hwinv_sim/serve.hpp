@@ -1,0 +1,36 @@
+#pragma once
+
+// The programs behind `hwinv_sim serve` and `hwinv_sim bus`: they run until SIGINT or SIGTERM.
+// Main thread only.
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace hwinv_sim
+{
+
+struct ServeOptions
+{
+    /** Empty for the bus of DBUS_SYSTEM_BUS_ADDRESS, or the system's. */
+    std::string address;
+    std::string inventory;
+
+    /** The services that are loaded but wait for `hwinv_sim start`. */
+    std::vector<std::string> stopped;
+
+    /** The one service to play; both when empty. */
+    std::string only;
+
+    /** Kind and text of each fault, as fault_text.hpp says. */
+    std::vector<std::pair<std::string, std::string>> faults;
+};
+
+/** Plays the services and prints "ready: ..." once they are on the bus. Returns the exit status;
+ *  throws sim::Error when it cannot begin. */
+int serve(const ServeOptions& options);
+
+/** Runs a private bus and prints its DBUS_SYSTEM_BUS_ADDRESS line. */
+int runBus();
+
+} // namespace hwinv_sim
