@@ -1,18 +1,15 @@
 #include "engines/cache_assoc.hpp"
 
 #include "engines/cpu_assoc.hpp"
+#include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "names.hpp"
 #include "store/store.hpp"
 #include "trace.hpp"
 
-#include <sdbusplus/exception.hpp>
-
 #include <array>
 #include <exception>
 #include <string_view>
-
-using sdbusplus::exception::SdBusError;
 
 namespace
 {
@@ -200,17 +197,9 @@ try
         CPU_LOG(trace::error, "%s No association found for objPath", cpuPath.c_str());
     }
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "error: %s ", e.what());
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "exception");
+    operationFailed(CPU_SITE);
 }
 
 void GetSMBIOSCPUObjForCache(const std::string& cachePath, std::vector<std::string>& cpuPaths,
@@ -341,15 +330,7 @@ try
         additions.push_back(cacheTuple(handleName, cachePath));
     }
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "Exception: %s", e.what());
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "Unknown exception");
+    searchFailed(CPU_SITE);
 }

@@ -1,16 +1,14 @@
 #include "engines/cpu_assoc.hpp"
 
 #include "engines/cache_assoc.hpp"
+#include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "engines/pcie_match.hpp"
 #include "store/store.hpp"
 #include "trace.hpp"
 
-#include <sdbusplus/exception.hpp>
-
 #include <exception>
-
-using sdbusplus::exception::SdBusError;
+#include <optional>
 
 namespace
 {
@@ -37,6 +35,36 @@ void recordMatch(const Site& site, const std::string& smbiosPath, const std::str
     additions.push_back(cpuTuple(smbiosPath));
 }
 
+/**
+ * The path of the first processor, in path order, whose properties fit; nothing when none does. A
+ * vanished or empty entry is logged, with the service's name, and skipped.
+ */
+template <class Fits>
+std::optional<std::string> firstFit(const Site& site, const ObjectMap& cpus, const char* service,
+                                    Fits fits)
+{
+    for (const auto [path, cpu] : Candidates(cpus))
+    {
+        if (!cpu)
+        {
+            LOG_AT(site, trace::error, "%s object not found for objPath: %s", service,
+                   path.c_str());
+            continue;
+        }
+        if (cpu->properties.empty())
+        {
+            LOG_AT(site, trace::error, "%s object properties could not be obtained for objPath: %s",
+                   service, path.c_str());
+            continue;
+        }
+        if (fits(cpu->properties))
+        {
+            return path;
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 void CPUAssociation()
@@ -47,17 +75,9 @@ try
         AssocForSmbiosCPU(path);
     }
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "error: %s ", e.what());
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "exception");
+    operationFailed(CPU_SITE);
 }
 
 void AssocForSmbiosCPU(const std::string& smbiosPath)
@@ -146,77 +166,41 @@ void IterateKOVDCPUObjs(const PropertyMap& smbiosProperties, const std::string& 
                         AssociationList& additions)
 try
 {
-    for (const auto [kovdPath, cpu] : Candidates(kovdCPUObjs))
+    const auto kovdPath = firstFit(
+        CPU_SITE, kovdCPUObjs, "KOVD",
+        [&](const PropertyMap& kovdProperties)
+        { return CompareAssociationProperties(smbiosProperties, kovdProperties, compare::cpu); });
+    if (!kovdPath)
     {
-        if (!cpu)
-        {
-            CPU_LOG(trace::error, "KOVD object not found for objPath: %s", kovdPath.c_str());
-            continue;
-        }
-        if (cpu->properties.empty())
-        {
-            CPU_LOG(trace::error, "KOVD object properties could not be obtained for objPath: %s",
-                    kovdPath.c_str());
-            continue;
-        }
-        if (CompareAssociationProperties(smbiosProperties, cpu->properties, compare::cpu))
-        {
-            recordMatch(CPU_SITE, smbiosPath, kovdPath, additions);
-            return;
-        }
+        CPU_LOG(trace::error, "%s No association found for objPath", smbiosPath.c_str());
+        return;
     }
-    CPU_LOG(trace::error, "%s No association found for objPath", smbiosPath.c_str());
-}
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "Exception: %s", e.what());
+    recordMatch(CPU_SITE, smbiosPath, *kovdPath, additions);
 }
 catch (...)
 {
-    CPU_LOG(trace::error, "Unknown exception");
+    searchFailed(CPU_SITE);
 }
 
 void IterateSMBIOSCPUObjs(const PropertyMap& kovdProperties, const std::string& kovdPath,
                           std::string& matchedPath, AssociationList& additions)
 try
 {
-    for (const auto [smbiosPath, cpu] : Candidates(smbiosCPUObjs))
+    const auto smbiosPath = firstFit(
+        CPU_SITE, smbiosCPUObjs, "SMBIOS",
+        [&](const PropertyMap& smbiosProperties)
+        { return CompareAssociationProperties(smbiosProperties, kovdProperties, compare::cpu); });
+    if (!smbiosPath)
     {
-        if (!cpu)
-        {
-            CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
-            continue;
-        }
-        if (cpu->properties.empty())
-        {
-            CPU_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-                    smbiosPath.c_str());
-            continue;
-        }
-        if (CompareAssociationProperties(cpu->properties, kovdProperties, compare::cpu))
-        {
-            matchedPath = smbiosPath;
-            recordMatch(CPU_SITE, smbiosPath, kovdPath, additions);
-            return;
-        }
+        CPU_LOG(trace::error, "%s No association found for objPath", kovdPath.c_str());
+        return;
     }
-    CPU_LOG(trace::error, "%s No association found for objPath", kovdPath.c_str());
-}
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "Exception: %s", e.what());
+    matchedPath = *smbiosPath;
+    recordMatch(CPU_SITE, *smbiosPath, kovdPath, additions);
 }
 catch (...)
 {
-    CPU_LOG(trace::error, "Unknown exception");
+    searchFailed(CPU_SITE);
 }
 
 bool isFullyAssociated(const std::string& smbiosPath)

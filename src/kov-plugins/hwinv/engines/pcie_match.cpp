@@ -26,6 +26,24 @@ const PropertyValue* find(const PropertyMap& properties, std::string_view name)
     return at == properties.end() ? nullptr : &at->second;
 }
 
+/**
+ * The two texts that a PCIe rule compares, the SMBIOS designation and the KOVD descriptor of that
+ * name. False when one is missing or empty.
+ */
+bool readTexts(const PropertyMap& smbios, const PropertyMap& kovd, std::string_view fqddName,
+               std::string_view& designation, std::string_view& fqdd)
+{
+    const PropertyValue* designationValue = find(smbios, names::slotDesignation);
+    const PropertyValue* fqddValue = find(kovd, fqddName);
+    if (designationValue == nullptr || fqddValue == nullptr)
+    {
+        return false;
+    }
+    designation = std::get<std::string>(*designationValue);
+    fqdd = std::get<std::string>(*fqddValue);
+    return !designation.empty() && !fqdd.empty();
+}
+
 /** False when there are too few tokens; logged in the name of the calling operation. */
 bool hasThreeTokens(const Site& site, const FqddTokens& tokens)
 {
@@ -55,15 +73,9 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
         return false;
     }
 
-    const PropertyValue* designationValue = find(smbios, names::slotDesignation);
-    const PropertyValue* fqddValue = find(kovd, names::pcieFqdd);
-    if (designationValue == nullptr || fqddValue == nullptr)
-    {
-        return false;
-    }
-    const auto& designation = std::get<std::string>(*designationValue);
-    const auto& fqdd = std::get<std::string>(*fqddValue);
-    if (designation.empty() || fqdd.empty())
+    std::string_view designation;
+    std::string_view fqdd;
+    if (!readTexts(smbios, kovd, names::pcieFqdd, designation, fqdd))
     {
         return false;
     }
@@ -82,21 +94,15 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
 
 bool matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
 {
-    const PropertyValue* designationValue = find(smbios, names::slotDesignation);
-    const PropertyValue* fqddValue = find(kovd, names::fqdd);
-    if (designationValue == nullptr || fqddValue == nullptr)
-    {
-        return false;
-    }
-    const auto& designation = std::get<std::string>(*designationValue);
-    const auto& fqdd = std::get<std::string>(*fqddValue);
-    if (designation.empty() || fqdd.empty())
+    std::string_view designation;
+    std::string_view fqdd;
+    if (!readTexts(smbios, kovd, names::fqdd, designation, fqdd))
     {
         return false;
     }
 
     const bool bay = containsNoCase(designation, "BAY");
-    if (fqdd.find("Disk.Bay.") != std::string::npos)
+    if (fqdd.find("Disk.Bay.") != std::string_view::npos)
     {
         return bay && matchDiskBay(designation, fqdd);
     }

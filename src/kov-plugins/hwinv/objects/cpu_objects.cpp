@@ -1,6 +1,7 @@
 #include "objects/cpu_objects.hpp"
 
 #include "engines/cpu_assoc.hpp"
+#include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "engines/find_association.hpp"
 #include "names.hpp"
@@ -94,6 +95,27 @@ void pruneTuples(const Site& site, const std::string& kovdPath,
     writeAssocTuples(site, kovdPath, current);
 }
 
+/** In a catch block: logs what was thrown, in the operation's name. */
+void readFailed(const Site& site)
+{
+    try
+    {
+        throw;
+    }
+    catch (const SdBusError& e)
+    {
+        LOG_AT(site, trace::error, "Exception occurred %s", e.what());
+    }
+    catch (const std::exception& e)
+    {
+        LOG_AT(site, trace::error, "failed to read message properties[%s]", e.what());
+    }
+    catch (...)
+    {
+        LOG_AT(site, trace::error, "failed to read message");
+    }
+}
+
 } // namespace
 
 void InsertSMBIOSCPUObj(const std::string& path, const PropertyMap& received)
@@ -114,19 +136,9 @@ try
     }
     storeAndAssociate(CPU_SITE, smbiosCpuRule, path, received, std::move(working));
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-    requestRecovery();
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "failed to read message properties[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "failed to read message");
+    readFailed(CPU_SITE);
     requestRecovery();
 }
 
@@ -148,19 +160,9 @@ try
     }
     storeAndAssociate(CPU_SITE, smbiosCacheRule, path, received, std::move(working));
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-    requestRecovery();
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "failed to read message properties[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "failed to read message");
+    readFailed(CPU_SITE);
     requestRecovery();
 }
 
@@ -256,17 +258,9 @@ try
     }
     pruneTuples(CPU_SITE, kovdPath, {path});
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "error: %s ", e.what());
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "exception");
+    operationFailed(CPU_SITE);
 }
 
 void removeKOVDCPUAssoc(const std::string& path)
@@ -282,15 +276,7 @@ try
         CPU_LOG(trace::detail, "%s CPUKOVDAssocTuples entry eraised", path.c_str());
     }
 }
-catch (const SdBusError& e)
-{
-    CPU_LOG(trace::error, "Exception occurred %s", e.what());
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "failed to read message properties[%s]", e.what());
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "failed to read message");
+    readFailed(CPU_SITE);
 }

@@ -70,6 +70,43 @@ void insertPCIeObject(const Site& site, const InsertRule& rule, int side, const 
     storeAndAssociate(site, rule, path, received, std::move(working));
 }
 
+// The inserts speak of a failed read in one of two ways. Both are called in a catch block, log what
+// was thrown in the insert's name, and request recovery.
+
+void messageFailed(const Site& site)
+{
+    try
+    {
+        throw;
+    }
+    catch (const std::exception& e)
+    {
+        LOG_AT(site, trace::error, "failed to read message properties[%s]", e.what());
+    }
+    catch (...)
+    {
+        LOG_AT(site, trace::error, "failed to read message");
+    }
+    requestRecovery();
+}
+
+void insertFailed(const Site& site)
+{
+    try
+    {
+        throw;
+    }
+    catch (const std::exception& e)
+    {
+        LOG_AT(site, trace::error, "Exception occurred[%s]", e.what());
+    }
+    catch (...)
+    {
+        LOG_AT(site, trace::error, "Exception occurred");
+    }
+    requestRecovery();
+}
+
 } // namespace
 
 void InsertSMBIOSPCIeSlotObj(const std::string& path, const PropertyMap& received)
@@ -77,15 +114,9 @@ try
 {
     insertPCIeObject(UTIL_SITE, smbiosSlotRule, smbiosSide, path, received);
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "failed to read message properties[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "failed to read message");
-    requestRecovery();
+    messageFailed(UTIL_SITE);
 }
 
 void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received)
@@ -94,15 +125,9 @@ try
     UTIL_LOG(trace::detail, "KOVDpath = %s", path.c_str());
     insertPCIeObject(UTIL_SITE, kovdSlotRule, kovdSide, path, received);
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception occurred[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "Exception occurred");
-    requestRecovery();
+    insertFailed(UTIL_SITE);
 }
 
 void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& received)
@@ -111,15 +136,9 @@ try
     UTIL_LOG(trace::detail, "KOVDPath:%s", path.c_str());
     insertPCIeObject(UTIL_SITE, kovdDeviceRule, kovdSide, path, received);
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "failed to read message properties[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "failed to read message");
-    requestRecovery();
+    messageFailed(UTIL_SITE);
 }
 
 void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& received)
@@ -128,15 +147,9 @@ try
     UTIL_LOG(trace::detail, "KovdPath:%s", path.c_str());
     insertPCIeObject(UTIL_SITE, kovdChassisRule, kovdSide, path, received);
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception occurred[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "Exception occurred");
-    requestRecovery();
+    insertFailed(UTIL_SITE);
 }
 
 void removeSMBIOSPCIeAssociations(const std::string& path)
