@@ -20,11 +20,10 @@
 #include "dlog/journal.hpp"
 #include "dlog/sink.hpp"
 
-#include <climits>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>

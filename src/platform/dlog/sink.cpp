@@ -19,12 +19,11 @@
  */
 #include "dlog/sink.hpp"
 
-#include <climits>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <poll.h>
 #include <sys/stat.h>

@@ -147,6 +147,11 @@ void OneWayChannel::afterForkInChild()
 int OneWayChannel::RegisterEventLoop(sdeventplus::Event& loop, void* context, Callback callback)
 {
     std::unique_ptr<sdeventplus::source::IO> source;
+    {
+        const std::lock_guard lock{oneWayChannelOperationMutex};
+        source_.swap(source);
+    }
+    source.reset(); // A loop does not take the same descriptor twice.
     try
     {
         source = std::make_unique<sdeventplus::source::IO>(
@@ -157,7 +162,7 @@ int OneWayChannel::RegisterEventLoop(sdeventplus::Event& loop, void* context, Ca
     {
         return -1;
     }
-    // The earlier source and callback, now in the local ones, go when the mutex is free again.
+    // The earlier callback, now in the parameter, goes when the mutex is free again.
     const std::lock_guard lock{oneWayChannelOperationMutex};
     source_.swap(source);
     callback_.swap(callback);

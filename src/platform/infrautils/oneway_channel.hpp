@@ -55,9 +55,10 @@ class OneWayChannel
 
     /*
      * From now on the loop runs the units, each with that context. The callback, which may be
-     * empty, runs the units that bring no function of their own. A later registration replaces an
-     * earlier one; what is queued by then moves to the new loop. Returns 0, or -1 when the loop
-     * does not take the channel: then all stays as it was. Only on the thread that runs the loop.
+     * empty, runs the units that bring no function of their own. An earlier registration ends;
+     * what is queued by then moves to the new loop.
+     * Returns 0, or -1 when the loop does not take the channel: it is then without a loop.
+     * Main thread only: the one that runs the loop.
      */
     int RegisterEventLoop(sdeventplus::Event& loop, void* context, Callback callback);
 
@@ -115,17 +116,21 @@ class OneWayChannel
 } // namespace infrautils
 
 /*
- * Has function(context, data, size) called on the loop's thread, later; never waits for it. The
- * flag has no meaning yet: 1. Returns 0 when the unit is queued, -1 when it will never run: no loop
- * is registered, or no memory is left. In both cases the data is no longer the caller's. Any
- * thread; takes its own lock.
+ * Has function(context, data, size) called on the loop's thread, later; never waits for it.
+ * The data comes from `new`. The flag has no meaning yet: 1.
+ * Returns 0 when the unit is queued, -1 when it will never run: no loop is registered, or no memory
+ * is left. In both cases the data is no longer the caller's.
+ * Any thread; takes its own lock.
  */
 template <class T>
 int OneWayChannel_Execute(int (*function)(void*, void*, unsigned long), T* data, unsigned long size,
                           int flag)
 {
-    static_assert(!std::is_void_v<T>, "the data is freed with its real type: pass a typed pointer");
-    static_assert(sizeof(T) > 0, "the data is freed with its real type: define it first");
+    static_assert(std::is_object_v<T> && sizeof(T) > 0, "the data is freed with its real type");
     infrautils::OwnedData owned{data, [](void* object) { delete static_cast<T*>(object); }};
     return infrautils::executeUnit(function, std::move(owned), size, flag);
 }
+
+// A void* has lost the type that it would be freed with.
+int OneWayChannel_Execute(int (*function)(void*, void*, unsigned long), void* data,
+                          unsigned long size, int flag) = delete;

@@ -1,0 +1,340 @@
+// What a program that logs leaves on its standard error, seen from outside.
+#include "child.hpp"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <vector>
+
+namespace
+{
+
+using Lines = std::vector<std::string>;
+
+struct Result
+{
+    std::string log;
+    std::string answer;
+};
+
+// Runs the probe with a file as its standard error.
+Result logged(const Lines& arguments, const Lines& environment = {})
+{
+    const Descriptor file = makeFile();
+    Child child{DLOG_PROBE, arguments, environment, file.get()};
+    EXPECT_EQ(child.finish(), 0);
+    return {contentOf(file), child.rest()};
+}
+
+std::string journalStreamOf(const Descriptor& file)
+{
+    struct stat status = {};
+    EXPECT_EQ(fstat(file.get(), &status), 0);
+    return "JOURNAL_STREAM=" + std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+// Runs the probe with the journal, so it believes, as its standard error.
+Result sentToJournal(const Lines& arguments, Lines environment = {})
+{
+    const Descriptor file = makeFile();
+    environment.push_back(journalStreamOf(file));
+    Child child{DLOG_JOURNAL_PROBE, arguments, environment, file.get()};
+    EXPECT_EQ(child.finish(), 0);
+    return {contentOf(file), child.rest()};
+}
+
+// Whether this kernel can be asked not to wait on a pipe.
+bool pipesNeedNotWait()
+{
+    const Pipe pipe = makePipe();
+    char byte = 0;
+    const iovec piece{&byte, 1};
+    return pwritev2(pipe.write.get(), &piece, 1, -1, RWF_NOWAIT) == 1;
+}
+
+} // namespace
+
+TEST(DlogLevel, FiltersWhatIsAboveTheThreshold)
+{
+    const std::string one = "1 357 level\n";
+    const std::string four = one + "4 357 level\n";
+    const std::string five = four + "5 357 level\n";
+    const std::string nine = five + "9 357 level\n";
+    const std::map<std::string, std::string> expected = {
+        {"0", ""},
+        {"1", one},
+        {"3", one},
+        {"4", four},
+        {"5", five},
+        {"8", five},
+        {"9", nine},
+        {"100", nine},
+        {"", five},
+        {"9x", five},
+        {"trace", five},
+        {"-1", five},
+        {" 9", five},
+        {"+9", five},
+        {"0x9", five},
+        {"9.0", five},
+        {"99999999999999999999", five},
+    };
+    for (const auto& [value, log] : expected)
+    {
+        EXPECT_EQ(logged({"levels"}, {"DLOG_LEVEL=" + value}).log, log) << value;
+    }
+    EXPECT_EQ(logged({"levels"}).log, five);
+}
+
+TEST(DlogLevel, ResultIsTheSizeOfTheLineOrZero)
+{
+    EXPECT_EQ(logged({"levels"}, {"DLOG_LEVEL=4"}).answer, "threshold 4 112 112 00 00\n");
+}
+
+TEST(DlogLevel, IsKnownWhenTheFirstStaticIsBuilt)
+{
+    EXPECT_EQ(logged({"values"}, {"DLOG_LEVEL=9", "PROBE_EARLY=1"}).log, "9 357 early\n");
+    EXPECT_EQ(logged({"values"}, {"DLOG_LEVEL=8", "PROBE_EARLY=1"}).log, "");
+}
+
+TEST(DlogLine, EndsWithExactlyOneNewline)
+{
+    EXPECT_EQ(linesOf(logged({"newlines"}).log),
+              (Lines{"1 357 none", "1 357 one", "1 357 two\\n", "1 357 of a value: x\\n",
+                     "1 357 of both: x\\n", "1 357 nul\\x00."}));
+}
+
+TEST(DlogLine, ValuesCannotForgeLinesOrFormats)
+{
+    EXPECT_EQ(linesOf(logged({"values", "", "100%n %s", "a\r\n1 357 forged", "\x1b[2J",
+                              "\xc2\x85\xc3\x85"})
+                          .log),
+              (Lines{"1 357 ", "1 357 100%n %s", "1 357 a\\r\\n1 357 forged", "1 357 \\x1b[2J",
+                     "1 357 \\xc2\\x85\xc3\x85"}));
+}
+
+TEST(DlogLine, IsNeverCut)
+{
+    // Around the stack buffer, the atomic size and the capacity of a pipe, and far beyond.
+    for (const std::size_t size : {2047U, 2048U, 2049U, 4096U, 4097U, 65536U, 65537U, 1U << 20})
+    {
+        const std::string text(size - std::string{"1 357 .\n"}.size(), 'x');
+        const std::string expected = "1 357 " + text + ".\n1 357 after\n";
+        const std::string result = std::to_string(size) + "\n";
+
+        const Result toFile = logged({"long", std::to_string(size)});
+        EXPECT_TRUE(toFile.log == expected) << size;
+        EXPECT_EQ(toFile.answer, result);
+
+        Pipe pipe = makePipe();
+        Child child{DLOG_PROBE, {"long", std::to_string(size)}, {}, pipe.write.get()};
+        pipe.write.reset();
+        EXPECT_TRUE(readAll(pipe.read.get()) == expected) << size;
+        EXPECT_EQ(child.finish(), 0);
+        EXPECT_EQ(child.rest(), result);
+    }
+}
+
+TEST(DlogLine, IsNeverCutByASmallSocket)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const Descriptor reader{ends[0]};
+    Descriptor writer{ends[1]};
+    const int smallest = 1;
+    setsockopt(writer.get(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
+    Child child{DLOG_PROBE, {"long", "300000"}, {}, writer.get()};
+    writer.reset();
+    EXPECT_TRUE(readAll(reader.get()) ==
+                "1 357 " + std::string(300000 - 8, 'x') + ".\n1 357 after\n");
+    EXPECT_EQ(child.finish(), 0);
+}
+
+TEST(DlogCall, KeepsErrno)
+{
+    const Result result = logged({"errno"});
+    EXPECT_EQ(result.log, "1 357 written\n");
+    EXPECT_EQ(result.answer, "111 -1\n");
+}
+
+TEST(DlogCall, MayInterruptItself)
+{
+    Pipe pipe = makePipe();
+    Child child{DLOG_PROBE, {"signals"}, {}, pipe.write.get()};
+    pipe.write.reset();
+    const std::string log = readAll(pipe.read.get());
+    ASSERT_EQ(child.finish(), 0);
+
+    const std::string tail = " " + std::string(500, 'x');
+    long fromMain = 0;
+    long fromHandler = 0;
+    for (const std::string& line : linesOf(log))
+    {
+        if (line == "1 357 base.1.logFromHandler: handler")
+        {
+            fromHandler++;
+            continue;
+        }
+        ASSERT_EQ(line, "1 357 main " + std::to_string(fromMain) + tail);
+        fromMain++;
+    }
+    std::ostringstream counts;
+    counts << fromMain << ' ' << fromHandler << '\n';
+    EXPECT_EQ(child.rest(), counts.str());
+}
+
+TEST(DlogCall, LinesOfSeveralThreadsDoNotMix)
+{
+    constexpr int perThread = 3000;
+    Pipe pipe = makePipe();
+    Child child{DLOG_PROBE, {"threads", std::to_string(perThread)}, {}, pipe.write.get()};
+    pipe.write.reset();
+    const std::string log = readAll(pipe.read.get());
+    ASSERT_EQ(child.finish(), 0);
+
+    std::vector<int> next(4, 0);
+    for (const std::string& line : linesOf(log))
+    {
+        const std::size_t thread = static_cast<std::size_t>(line.at(13) - '0');
+        ASSERT_LT(thread, next.size());
+        const int i = next[thread]++;
+        const std::string tail(static_cast<std::size_t>(i % 3000), static_cast<char>('a' + thread));
+        ASSERT_EQ(line, "1 357 thread " + std::to_string(thread) + " " + std::to_string(i) + " " +
+                            tail + ".");
+    }
+    EXPECT_EQ(next, std::vector<int>(4, perThread));
+}
+
+// A reader that stalls costs one second once, and learns what it missed.
+TEST(DlogStall, DropsAndCountsLines)
+{
+    Pipe pipe = makePipe();
+    Child child{DLOG_PROBE, {"stall", "1000"}, {}, pipe.write.get()};
+    pipe.write.reset();
+
+    std::istringstream answer{readLine(child.output())};
+    long waited = 0;
+    long thousand = 0;
+    int lost = 0;
+    answer >> waited >> thousand >> lost;
+    EXPECT_GE(waited, 999);
+    EXPECT_LT(waited, 5000);
+    EXPECT_LT(thousand, 1000);
+    EXPECT_EQ(lost, 1001);
+
+    const std::string whole = "1 357 " + std::string(1000, 'x');
+    child.tell("still stalled");
+    EXPECT_EQ(readLine(child.output()), "-1");
+    std::string log = readSome(pipe.read.get(), 20000);
+    child.tell("again");
+    EXPECT_EQ(readLine(child.output()), "12");
+    child.tell("");
+    log += readAll(pipe.read.get());
+    const Lines lines = linesOf(log);
+    EXPECT_EQ(child.finish(), 0);
+
+    ASSERT_GE(lines.size(), 3U);
+    for (std::size_t i = 0; i < lines.size() - 2; i++)
+    {
+        ASSERT_EQ(lines[i], whole) << i;
+    }
+    const std::regex note{"1 300 dlog\\.[0-9]+\\.writeLine: 1002 lines lost"};
+    EXPECT_TRUE(std::regex_match(lines[lines.size() - 2], note)) << lines[lines.size() - 2];
+    EXPECT_EQ(lines.back(), "1 357 again");
+}
+
+TEST(DlogStall, CountBeginsOnALineOfItsOwnAfterACut)
+{
+    Pipe pipe = makePipe();
+    Child child{DLOG_PROBE, {"stall", "100000"}, {}, pipe.write.get()};
+    pipe.write.reset();
+    readLine(child.output());
+    std::string log = readSome(pipe.read.get(), 1 << 20);
+    EXPECT_EQ(log, "1 357 " + std::string(log.size() - 6, 'x'));
+    child.tell("again");
+    EXPECT_EQ(readLine(child.output()), "12");
+    child.tell("");
+    log = readAll(pipe.read.get());
+    EXPECT_EQ(child.finish(), 0);
+    const std::regex rest{"x*\n1 300 dlog\\.[0-9]+\\.writeLine: 1001 lines lost\n1 357 again\n"};
+    EXPECT_TRUE(std::regex_match(log, rest)) << log;
+}
+
+TEST(DlogStall, HoldsUpNoThread)
+{
+    if (!pipesNeedNotWait())
+    {
+        GTEST_SKIP() << "this kernel cannot be asked not to wait on a pipe";
+    }
+    const Pipe pipe = makePipe();
+    Child child{DLOG_PROBE, {"stall-threads"}, {}, pipe.write.get()};
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_LT(std::stol(child.rest()), 10000);
+}
+
+TEST(DlogGone, AReaderThatLeftIsNotWrittenTo)
+{
+    Pipe pipe = makePipe();
+    pipe.read.reset();
+    Child child{DLOG_PROBE, {"levels"}, {}, pipe.write.get()};
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_EQ(child.rest(), "threshold 5 0-1 0-1 0-1 00\n");
+}
+
+TEST(DlogGone, NoStandardErrorAtAll)
+{
+    Child child{DLOG_PROBE, {"levels"}, {}, -1};
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_EQ(child.rest(), "threshold 5 0-1 0-1 0-1 00\n");
+}
+
+TEST(DlogJournal, EntryIsStructured)
+{
+    const Result result = sentToJournal({"sites"}, {"DLOG_LEVEL=9"});
+    EXPECT_EQ(result.log, "");
+    EXPECT_EQ(result.answer,
+              "MESSAGE=base.11.function: at level 1\nPRIORITY=3\nDLOG_LEVEL=1\nDLOG_MODULE=357\n"
+              "CODE_FILE=base\nCODE_LINE=11\nCODE_FUNC=function\n\n"
+              "MESSAGE=base.14.function: at level 4\nPRIORITY=4\nDLOG_LEVEL=4\nDLOG_MODULE=357\n"
+              "CODE_FILE=base\nCODE_LINE=14\nCODE_FUNC=function\n\n"
+              "MESSAGE=base.15.function: at level 5\nPRIORITY=6\nDLOG_LEVEL=5\nDLOG_MODULE=357\n"
+              "CODE_FILE=base\nCODE_LINE=15\nCODE_FUNC=function\n\n"
+              "MESSAGE=base.19.function: at level 9\nPRIORITY=7\nDLOG_LEVEL=9\nDLOG_MODULE=357\n"
+              "CODE_FILE=base\nCODE_LINE=19\nCODE_FUNC=function\n\n"
+              "MESSAGE=no site\nPRIORITY=3\nDLOG_LEVEL=1\nDLOG_MODULE=300\n\n"
+              "MESSAGE=base.7.function: a\\nb\nPRIORITY=3\nDLOG_LEVEL=1\nDLOG_MODULE=300\n"
+              "CODE_FILE=base\nCODE_LINE=7\nCODE_FUNC=function\n\n");
+}
+
+TEST(DlogJournal, EntryIsNeverCut)
+{
+    const Result result = sentToJournal({"long", "1000000"});
+    EXPECT_TRUE(result.answer.starts_with("MESSAGE=" + std::string(1000000 - 8, 'x') + ".\n"));
+}
+
+TEST(DlogJournal, ObeysTheLevel)
+{
+    EXPECT_EQ(sentToJournal({"sites"}, {"DLOG_LEVEL=0"}).answer, "");
+}
+
+TEST(DlogJournal, RefusedEntryBecomesALine)
+{
+    const Result result = sentToJournal({"values", "x"}, {"PROBE_JOURNAL_REFUSES=1"});
+    EXPECT_EQ(result.log, "1 357 x\n");
+}
+
+TEST(DlogJournal, AnotherStreamIsNotTheJournal)
+{
+    const Descriptor other = makeFile();
+    const Descriptor file = makeFile();
+    Child child{DLOG_JOURNAL_PROBE, {"values", "x"}, {journalStreamOf(other)}, file.get()};
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_EQ(child.rest(), "");
+    EXPECT_EQ(contentOf(file), "1 357 x\n");
+}

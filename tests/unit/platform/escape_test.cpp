@@ -1,0 +1,52 @@
+#include "dlog/escape.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace std::string_literals;
+
+namespace
+{
+
+std::string escaped(const std::string& text)
+{
+    std::string out(dlog::escapedSize(text), '?');
+    const char* const end = dlog::escape(text, out.data());
+    EXPECT_EQ(end, out.data() + out.size()) << "the size told does not fit";
+    return out;
+}
+
+} // namespace
+
+TEST(Escape, PlainTextStandsForItself)
+{
+    EXPECT_EQ(escaped(""), "");
+    EXPECT_EQ(escaped("a line: %s %n \\ ~"), "a line: %s %n \\ ~");
+}
+
+TEST(Escape, CommonControlsHaveLetters)
+{
+    EXPECT_EQ(escaped("a\nb\rc\td"), "a\\nb\\rc\\td");
+}
+
+TEST(Escape, OtherControlsAreHex)
+{
+    EXPECT_EQ(escaped("\0\x01\x1b[0m\x1f\x7f"s), "\\x00\\x01\\x1b[0m\\x1f\\x7f");
+}
+
+TEST(Escape, C1ControlsAreHexByteByByte)
+{
+    EXPECT_EQ(escaped("\xc2\x80"), "\\xc2\\x80");
+    EXPECT_EQ(escaped("a\xc2\x85z"), "a\\xc2\\x85z");
+    EXPECT_EQ(escaped("\xc2\x9f\xc2\x9f"), "\\xc2\\x9f\\xc2\\x9f");
+}
+
+TEST(Escape, OtherHighBytesPassThrough)
+{
+    EXPECT_EQ(escaped("\xc2\xa0\xc3\xa4\xe2\x82\xac"), "\xc2\xa0\xc3\xa4\xe2\x82\xac");
+    EXPECT_EQ(escaped("\x85\x9f\xff\xc3\x85"), "\x85\x9f\xff\xc3\x85");
+    EXPECT_EQ(escaped("\xc2"), "\xc2");
+    EXPECT_EQ(escaped("\xc2\xc2\x85"), "\xc2\\xc2\\x85");
+    EXPECT_EQ(escaped("\xc2\n"), "\xc2\\n");
+}

@@ -1,0 +1,30 @@
+#include "memory_double.hpp"
+
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+
+thread_local bool noMemory = false;
+std::atomic<int> trims{0};
+
+void* operator new(std::size_t size)
+{
+    void* const memory = noMemory ? nullptr : std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+int malloc_trim(std::size_t) noexcept
+{
+    trims++;
+    return 1;
+}

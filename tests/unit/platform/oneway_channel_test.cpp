@@ -1,0 +1,612 @@
+// The executor with a real loop and a real log, all in this process; what a fork or a missing
+// descriptor does to it happens in children.
+#include "child.hpp"
+#include "infrautils/oneway_channel.hpp"
+#include "memory_double.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <dirent.h>
+#include <fcntl.h>
+#include <functional>
+#include <memory>
+#include <regex>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using infrautils::OneWayChannel;
+
+namespace
+{
+
+// What the units of a test did; the context of their loop.
+struct Log
+{
+    std::vector<int> ran;
+    std::set<std::thread::id> threads;
+    unsigned long size = 0;
+};
+
+std::atomic<int> alive{0};
+
+// Data whose loss a test can see: in the count, and by the string also in a leak checker.
+struct Data
+{
+    explicit Data(int n) : number(n), text(100, 'x')
+    {
+        alive++;
+    }
+
+    ~Data()
+    {
+        alive--;
+    }
+
+    Data(const Data&) = delete;
+    Data& operator=(const Data&) = delete;
+
+    int number;
+    std::string text;
+};
+
+int run(void* context, void* data, unsigned long size)
+{
+    Log& log = *static_cast<Log*>(context);
+    log.ran.push_back(static_cast<Data*>(data)->number);
+    log.threads.insert(std::this_thread::get_id());
+    log.size = size;
+    return 0;
+}
+
+int runAndFail(void* context, void* data, unsigned long size)
+{
+    run(context, data, size);
+    return -1;
+}
+
+int runAndThrow(void* context, void* data, unsigned long size)
+{
+    run(context, data, size);
+    throw std::runtime_error("no\nluck");
+}
+
+int runAndThrowInt(void* context, void* data, unsigned long size)
+{
+    run(context, data, size);
+    throw 1;
+}
+
+int queue(infrautils::UnitFunction function, int number)
+{
+    return OneWayChannel_Execute(function, new Data{number}, sizeof(Data), 1);
+}
+
+// A unit that queues its successor, as long as its number is not 0.
+int runAndQueue(void* context, void* data, unsigned long size)
+{
+    run(context, data, size);
+    const int number = static_cast<Data*>(data)->number;
+    return number > 0 ? queue(runAndQueue, number - 1) : 0;
+}
+
+// Standard error in a pipe for the life of the object.
+class LogCapture
+{
+  public:
+    LogCapture() : kept_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)), pipe_(makePipe())
+    {
+        dup2(pipe_.write.get(), STDERR_FILENO);
+        pipe_.write.reset();
+    }
+
+    ~LogCapture()
+    {
+        restore();
+    }
+
+    std::vector<std::string> lines()
+    {
+        restore();
+        return linesOf(readAll(pipe_.read.get()));
+    }
+
+  private:
+    void restore()
+    {
+        if (kept_.get() >= 0)
+        {
+            dup2(kept_.get(), STDERR_FILENO);
+            kept_.reset();
+        }
+    }
+
+    Descriptor kept_;
+    Pipe pipe_;
+};
+
+testing::AssertionResult matches(const std::string& line, const std::string& pattern)
+{
+    return std::regex_match(line, std::regex{pattern})
+               ? testing::AssertionSuccess()
+               : testing::AssertionFailure() << line << " does not match " << pattern;
+}
+
+// Runs the deed in a forked child. Returns whether it ended there without a failed expectation.
+bool succeedsInChild(const std::function<void()>& deed)
+{
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        alarm(60);
+        deed();
+        fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+std::set<int> openDescriptors()
+{
+    std::set<int> open;
+    DIR* const directory = opendir("/proc/self/fd");
+    while (const dirent* entry = readdir(directory))
+    {
+        if (entry->d_name[0] != '.' && std::stoi(entry->d_name) != dirfd(directory))
+        {
+            open.insert(std::stoi(entry->d_name));
+        }
+    }
+    closedir(directory);
+    return open;
+}
+
+rlim_t lowestFreeDescriptor()
+{
+    const Descriptor free{dup(STDOUT_FILENO)};
+    return static_cast<rlim_t>(free.get());
+}
+
+// Creates the channel; returns its pipe: read end, write end. Only where there is none yet.
+std::pair<int, int> createdPipe()
+{
+    const std::set<int> before = openDescriptors();
+    OneWayChannel::getInstance();
+    std::vector<int> made;
+    for (const int descriptor : openDescriptors())
+    {
+        if (!before.contains(descriptor))
+        {
+            made.push_back(descriptor);
+        }
+    }
+    EXPECT_EQ(made.size(), 2U);
+    const bool readFirst = (fcntl(made.at(0), F_GETFL) & O_ACCMODE) == O_RDONLY;
+    return readFirst ? std::pair{made.at(0), made.at(1)} : std::pair{made.at(1), made.at(0)};
+}
+
+int bytesIn(int pipe)
+{
+    int count = -1;
+    ioctl(pipe, FIONREAD, &count);
+    return count;
+}
+
+std::vector<int> numbers(int first, int end)
+{
+    std::vector<int> all;
+    for (int i = first; i < end; i++)
+    {
+        all.push_back(i);
+    }
+    return all;
+}
+
+// A loop of its own for each test; the process's one channel moves from loop to loop.
+class Executor : public testing::Test
+{
+  protected:
+    int registerLoop(OneWayChannel::Callback callback = {})
+    {
+        return OneWayChannel::getInstance().RegisterEventLoop(loop, &log, std::move(callback));
+    }
+
+    // Handles what there is to handle, without waiting.
+    void settle() const
+    {
+        while (loop.run(std::chrono::microseconds{0}) > 0)
+        {
+        }
+    }
+
+    sdeventplus::Event loop = sdeventplus::Event::get_new();
+    Log log;
+    int aliveBefore = alive;
+};
+
+template <class T>
+concept Executable = requires(T* data)
+{
+    OneWayChannel_Execute(run, data, 0UL, 1);
+};
+
+static_assert(Executable<Data>);
+static_assert(!Executable<void>);
+
+} // namespace
+
+TEST_F(Executor, RunsAUnitWithContextDataAndSize)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    EXPECT_EQ(OneWayChannel_Execute(run, new Data{7}, 12345UL, 1), 0);
+    EXPECT_TRUE(log.ran.empty());
+    settle();
+    EXPECT_EQ(log.ran, std::vector<int>{7});
+    EXPECT_EQ(log.size, 12345UL);
+}
+
+TEST_F(Executor, HoldsAHundredThousandUnitsBeforeTheLoopRuns)
+{
+    constexpr int count = 100'000;
+    ASSERT_EQ(registerLoop(), 0);
+    for (int i = 0; i < count; i++)
+    {
+        ASSERT_EQ(queue(run, i), 0);
+    }
+    EXPECT_EQ(alive, aliveBefore + count);
+    settle();
+    EXPECT_EQ(log.ran, numbers(0, count));
+    EXPECT_EQ(alive, aliveBefore);
+}
+
+TEST_F(Executor, RunsTheUnitsOfSeveralThreadsOnTheLoopsThread)
+{
+    constexpr int perThread = 50'000;
+    ASSERT_EQ(registerLoop(), 0);
+    const auto produce = [](int first)
+    {
+        for (int i = first; i < first + perThread; i++)
+        {
+            queue(run, i);
+        }
+    };
+    {
+        std::jthread one{produce, 0};
+        std::jthread two{produce, perThread};
+        while (log.ran.size() < 2 * perThread)
+        {
+            ASSERT_GT(loop.run(std::chrono::minutes{1}), 0) << "no wake-up for a minute";
+        }
+    }
+    settle();
+
+    const auto split = std::stable_partition(log.ran.begin(), log.ran.end(),
+                                             [](int number) { return number < perThread; });
+    EXPECT_EQ(std::vector<int>(log.ran.begin(), split), numbers(0, perThread));
+    EXPECT_EQ(std::vector<int>(split, log.ran.end()), numbers(perThread, 2 * perThread));
+    EXPECT_EQ(log.threads, std::set{std::this_thread::get_id()});
+    EXPECT_EQ(alive, aliveBefore);
+}
+
+TEST_F(Executor, AFailingUnitStopsNoOther)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    LogCapture capture;
+    queue(runAndFail, 0);
+    queue(run, 1);
+    settle();
+    EXPECT_EQ(log.ran, numbers(0, 2));
+    EXPECT_TRUE(capture.lines().empty());
+}
+
+TEST_F(Executor, AThrowingUnitCostsOnlyItself)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    LogCapture capture;
+    queue(runAndThrow, 0);
+    queue(runAndThrowInt, 1);
+    queue(run, 2);
+    settle();
+    EXPECT_EQ(log.ran, numbers(0, 3));
+    EXPECT_EQ(alive, aliveBefore);
+    const std::vector<std::string> lines = capture.lines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_TRUE(matches(lines[0], R"(1 300 oneway_channel\.\d+\.runUnit: )"
+                                  R"(exception in a unit of work: no\\nluck)"));
+    EXPECT_TRUE(matches(lines[1], R"(1 300 oneway_channel\.\d+\.runUnit: )"
+                                  R"(unknown exception in a unit of work)"));
+}
+
+TEST_F(Executor, AUnitQueuedByAUnitRunsInTheNextRound)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    queue(runAndQueue, 2);
+    loop.run(std::chrono::microseconds{0});
+    EXPECT_EQ(log.ran, (std::vector<int>{2}));
+    settle();
+    EXPECT_EQ(log.ran, (std::vector<int>{2, 1, 0}));
+}
+
+TEST_F(Executor, AUnitWithoutAFunctionIsTheCallbacks)
+{
+    ASSERT_EQ(registerLoop(run), 0);
+    EXPECT_EQ(queue(nullptr, 3), 0);
+    settle();
+    EXPECT_EQ(log.ran, std::vector<int>{3});
+
+    ASSERT_EQ(registerLoop(), 0);
+    EXPECT_EQ(queue(nullptr, 4), -1);
+    settle();
+    EXPECT_EQ(log.ran, std::vector<int>{3});
+    EXPECT_EQ(alive, aliveBefore);
+}
+
+TEST_F(Executor, FreesTheDataWhenThereIsNoMemory)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    Data* const data = new Data{0};
+    noMemory = true;
+    const int result = OneWayChannel_Execute(run, data, sizeof(Data), 1);
+    noMemory = false;
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(alive, aliveBefore);
+    settle();
+    EXPECT_TRUE(log.ran.empty());
+}
+
+TEST_F(Executor, WhatIsQueuedMovesToALaterLoop)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    queue(run, 0);
+    sdeventplus::Event later = sdeventplus::Event::get_new();
+    Log laterLog;
+    ASSERT_EQ(OneWayChannel::getInstance().RegisterEventLoop(later, &laterLog, {}), 0);
+    queue(run, 1);
+    settle();
+    EXPECT_TRUE(log.ran.empty());
+    while (later.run(std::chrono::microseconds{0}) > 0)
+    {
+    }
+    EXPECT_EQ(laterLog.ran, numbers(0, 2));
+}
+
+TEST_F(Executor, AFailedRegistrationLeavesTheChannelWithoutALoop)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    queue(run, 0);
+    sdeventplus::Event ended = sdeventplus::Event::get_new();
+    sd_event_exit(ended.get(), 0);
+    ended.loop();
+    EXPECT_EQ(OneWayChannel::getInstance().RegisterEventLoop(ended, nullptr, {}), -1);
+    EXPECT_EQ(queue(run, 1), -1);
+    EXPECT_EQ(alive, aliveBefore + 1);
+    settle();
+    EXPECT_TRUE(log.ran.empty());
+
+    ASSERT_EQ(registerLoop(), 0);
+    settle();
+    EXPECT_EQ(log.ran, std::vector<int>{0});
+}
+
+TEST_F(Executor, GivesMemoryBackAfterABacklogOnly)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    for (int i = 0; i < 1024; i++)
+    {
+        queue(run, i);
+    }
+    settle(); // whatever earlier tests ran, the count is at zero now
+    trims = 0;
+    for (int i = 0; i < 1023; i++)
+    {
+        queue(run, i);
+    }
+    settle();
+    EXPECT_EQ(trims, 0);
+    queue(run, 0);
+    settle();
+    EXPECT_EQ(trims, 1);
+    queue(run, 0);
+    settle();
+    EXPECT_EQ(trims, 1);
+}
+
+// From here on each test forks, for what a fork does or for a process that has no channel yet.
+class ExecutorInChild : public Executor
+{
+  protected:
+    ExecutorInChild()
+    {
+        OneWayChannel::getInstance();
+    }
+
+    LogCapture capture; // every fork logs a line
+};
+
+TEST_F(ExecutorInChild, WithoutAChannelEveryUnitIsRefusedAndFreed)
+{
+    EXPECT_TRUE(succeedsInChild(
+        [this]
+        {
+            EXPECT_EQ(queue(run, 0), -1);
+            EXPECT_EQ(OneWayChannel::instance.load(), nullptr);
+            EXPECT_EQ(alive, aliveBefore);
+        }));
+}
+
+TEST_F(ExecutorInChild, WithoutARegisteredLoopEveryUnitIsRefusedAndFreed)
+{
+    EXPECT_TRUE(succeedsInChild(
+        [this]
+        {
+            OneWayChannel::getInstance();
+            EXPECT_EQ(queue(run, 0), -1);
+            EXPECT_NE(registerLoop(), 0) << "a loop of the parent's should refuse the child";
+            EXPECT_EQ(queue(run, 0), -1);
+            EXPECT_EQ(alive, aliveBefore);
+        }));
+}
+
+TEST_F(ExecutorInChild, PipeNeitherBlocksNorOutlivesExec)
+{
+    EXPECT_TRUE(succeedsInChild(
+        []
+        {
+            const auto [readEnd, writeEnd] = createdPipe();
+            for (const int end : {readEnd, writeEnd})
+            {
+                EXPECT_TRUE(fcntl(end, F_GETFL) & O_NONBLOCK);
+                EXPECT_TRUE(fcntl(end, F_GETFD) & FD_CLOEXEC);
+            }
+        }));
+}
+
+TEST_F(ExecutorInChild, OneByteWakesForAnyNumberOfUnits)
+{
+    EXPECT_TRUE(succeedsInChild(
+        [this]
+        {
+            const int readEnd = createdPipe().first;
+            loop = sdeventplus::Event::get_new();
+            ASSERT_EQ(registerLoop(), 0);
+            for (int i = 0; i < 1000; i++)
+            {
+                queue(run, i);
+            }
+            EXPECT_EQ(bytesIn(readEnd), 1);
+            settle();
+            EXPECT_EQ(bytesIn(readEnd), 0);
+            queue(run, 1000);
+            EXPECT_EQ(bytesIn(readEnd), 1);
+            settle();
+            EXPECT_EQ(log.ran, numbers(0, 1001));
+        }));
+}
+
+TEST_F(ExecutorInChild, AFullPipeIsAWakeUpToo)
+{
+    EXPECT_TRUE(succeedsInChild(
+        [this]
+        {
+            const int writeEnd = createdPipe().second;
+            loop = sdeventplus::Event::get_new();
+            ASSERT_EQ(registerLoop(), 0);
+            const std::string many(4096, '\0');
+            while (write(writeEnd, many.data(), many.size()) > 0)
+            {
+            }
+            EXPECT_EQ(queue(run, 0), 0);
+            settle();
+            EXPECT_EQ(queue(run, 1), 0);
+            settle();
+            EXPECT_EQ(log.ran, numbers(0, 2));
+        }));
+}
+
+TEST_F(ExecutorInChild, AFailedPipeIsLoggedAndThrownAndMayBeTriedAgain)
+{
+    EXPECT_TRUE(succeedsInChild(
+        []
+        {
+            LogCapture childCapture;
+            rlimit enough{};
+            getrlimit(RLIMIT_NOFILE, &enough);
+            const rlimit none{lowestFreeDescriptor(), enough.rlim_max};
+            setrlimit(RLIMIT_NOFILE, &none);
+            std::string thrown;
+            try
+            {
+                OneWayChannel::getInstance();
+            }
+            catch (const std::runtime_error& e)
+            {
+                thrown = e.what();
+            }
+            EXPECT_EQ(OneWayChannel::instance.load(), nullptr);
+            setrlimit(RLIMIT_NOFILE, &enough);
+            EXPECT_EQ(thrown, "Error in pipe creation OneWayChannel");
+            const OneWayChannel& channel = OneWayChannel::getInstance();
+            EXPECT_EQ(&channel, OneWayChannel::instance.load());
+            const std::vector<std::string> lines = childCapture.lines();
+            ASSERT_EQ(lines.size(), 1U);
+            EXPECT_TRUE(
+                matches(lines[0],
+                        R"(1 300 oneway_channel\.\d+\.OneWayChannel: Pipe creation failed : -1)"));
+        }));
+}
+
+TEST_F(ExecutorInChild, AForkTakesTheChannelFromTheChildAlone)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    for (int i = 0; i < 10; i++)
+    {
+        queue(run, i);
+    }
+    EXPECT_TRUE(succeedsInChild(
+        [this]
+        {
+            EXPECT_EQ(OneWayChannel::instance.load(), nullptr);
+            EXPECT_EQ(alive, aliveBefore) << "the child's copies of the units are gone";
+        }));
+    const std::vector<std::string> lines = capture.lines();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_TRUE(matches(
+        lines[0], R"(4 300 oneway_channel\.\d+\.~OneWayChannel: Destructor\. fork happened\? )"
+                  R"(\(NOT Recommended to fork with multiple threads\))"));
+
+    EXPECT_EQ(alive, aliveBefore + 10);
+    queue(run, 10);
+    settle();
+    EXPECT_EQ(log.ran, numbers(0, 11));
+    EXPECT_EQ(alive, aliveBefore);
+}
+
+TEST_F(ExecutorInChild, AChildMayHaveAChannelOfItsOwnAndForkAgain)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    EXPECT_TRUE(succeedsInChild(
+        [this]
+        {
+            loop = sdeventplus::Event::get_new();
+            ASSERT_EQ(registerLoop(), 0);
+            queue(run, 0);
+            EXPECT_TRUE(succeedsInChild([] { EXPECT_EQ(queue(run, 0), -1); }));
+            settle();
+            EXPECT_EQ(log.ran, std::vector<int>{0});
+        }));
+}
+
+// Queues without end, but not more than the forks below can copy and free in no time.
+void queueSome(const std::stop_token& stop)
+{
+    while (!stop.stop_requested())
+    {
+        if (alive < 1000)
+        {
+            queue(run, 0);
+        }
+    }
+}
+
+TEST_F(ExecutorInChild, AForkFindsTheListWholeWhileOthersQueue)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    std::jthread producer{queueSome};
+    for (int i = 0; i < 50; i++)
+    {
+        loop.run(std::chrono::microseconds{0}); // one round: there is always more
+        ASSERT_TRUE(succeedsInChild([] { EXPECT_EQ(queue(run, 0), -1); }));
+    }
+}
