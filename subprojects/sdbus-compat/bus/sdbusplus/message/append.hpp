@@ -12,8 +12,6 @@
 #include <systemd/sd-bus.h>
 
 #include <string>
-#include <string_view>
-#include <sys/uio.h>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -75,16 +73,6 @@ struct appender<std::string>
     static void append(sd_bus_message* m, const std::string& value)
     {
         sd_bus_message_append_basic(m, 's', value.c_str());
-    }
-};
-
-template <>
-struct appender<std::string_view>
-{
-    static void append(sd_bus_message* m, std::string_view value)
-    {
-        iovec text{const_cast<char*>(value.data()), value.size()};
-        sd_bus_message_append_string_iovec(m, &text, 1);
     }
 };
 

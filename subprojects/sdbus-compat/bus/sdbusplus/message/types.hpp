@@ -103,13 +103,16 @@ template <> struct type_signature<std::uint64_t> : basic_type<'t'> {};
 template <> struct type_signature<double> : basic_type<'d'> {};
 template <> struct type_signature<const char*> : basic_type<'s'> {};
 template <> struct type_signature<std::string> : basic_type<'s'> {};
-template <> struct type_signature<std::string_view> : basic_type<'s'> {};
 template <> struct type_signature<object_path> : basic_type<'o'> {};
 template <> struct type_signature<signature> : basic_type<'g'> {};
 template <> struct type_signature<unix_fd> : basic_type<'h'> {};
 template <typename... Alternatives>
 struct type_signature<std::variant<Alternatives...>> : basic_type<'v'> {};
 // clang-format on
+
+/// Not every revision of the library takes a view, so the subset takes none.
+template <>
+struct type_signature<std::string_view>;
 
 /// Stands for "no value" in a variant: its signature is empty, so no value on the bus has its type.
 template <>
