@@ -68,8 +68,9 @@ template <std::size_t N>
 void insertObjects(const Site& site, const char* label, const std::array<InsertRow, N>& rows,
                    const ManagedObjectMap& objects)
 {
-    for (const auto& [path, interfaces] : objects)
+    for (const auto& [objectPath, interfaces] : objects)
     {
+        const std::string& path = objectPath.str;
         for (const auto& [interface, properties] : interfaces)
         {
             if (const InsertRow* row = findRow(rows, path, interface))

@@ -1,9 +1,9 @@
 #include "intake/signal_decoding.hpp"
 
 #include "intake/dispatch.hpp"
-#include "intake/object_path.hpp"
 #include "names.hpp"
 #include "store/message_queue.hpp"
+#include "store/object_path.hpp"
 #include "store/recovery_request.hpp"
 #include "trace.hpp"
 

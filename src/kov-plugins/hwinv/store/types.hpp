@@ -4,6 +4,8 @@
  */
 #pragma once
 
+#include "store/object_path.hpp"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -41,5 +43,5 @@ using PropertyMap = std::map<std::string, PropertyValue, std::less<>>;
 /** Interface name to properties: "a{sa{sv}}" on the bus. */
 using InterfaceMap = std::map<std::string, PropertyMap, std::less<>>;
 
-/** Object path to interfaces: "a{oa{sa{sv}}}" on the bus. */
-using ManagedObjectMap = std::map<std::string, InterfaceMap, std::less<>>;
+/** Object path, in byte order, to interfaces: "a{oa{sa{sv}}}" on the bus. */
+using ManagedObjectMap = std::map<compat::ObjectPath, InterfaceMap>;
