@@ -1,7 +1,6 @@
 #include "intake/discovery.hpp"
 
 #include "intake/dispatch.hpp"
-#include "intake/object_path.hpp"
 #include "names.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
@@ -12,9 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace
@@ -54,14 +51,8 @@ sdbusplus::message_t callGetManagedObjects(sdbusplus::bus_t& bus, std::string_vi
 
 ManagedObjectMap readObjects(sdbusplus::message_t& reply)
 {
-    // On the wire an object path is a type of its own, and a text does not fit it.
-    std::map<compat::ObjectPath, InterfaceMap> read;
-    reply.read(read);
     ManagedObjectMap objects;
-    for (auto& [path, interfaces] : read)
-    {
-        objects.emplace_hint(objects.end(), path.str, std::move(interfaces));
-    }
+    reply.read(objects);
     return objects;
 }
 
