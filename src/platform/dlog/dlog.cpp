@@ -73,8 +73,8 @@ class KeptErrno
 };
 
 // The text of the line, without the newline that ends its format. Empty data when it cannot be had.
-[[gnu::format(printf, 2, 0)]] std::string_view formatText(Buffer& buffer, const char* format,
-                                                          va_list values)
+[[gnu::format(printf, 2, 0), gnu::nonnull(2)]] std::string_view
+formatText(Buffer& buffer, const char* format, va_list values)
 {
     va_list again;
     va_copy(again, values);

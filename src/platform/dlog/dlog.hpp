@@ -40,4 +40,5 @@ inline bool dlog_enabled(int level)
  * precisions in the hundreds.
  * Returns the number of bytes of the line, 0 when the level is filtered, -1 when the line was lost.
  */
-[[gnu::format(printf, 3, 4)]] int dlog_printf(int level, int module, const char* format, ...);
+[[gnu::format(printf, 3, 4), gnu::nonnull(3)]] int dlog_printf(int level, int module,
+                                                               const char* format, ...);

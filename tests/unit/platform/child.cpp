@@ -136,6 +136,19 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
+std::string withoutSourceLine(const std::string& line)
+{
+    for (std::size_t dot = line.find('.'); dot != std::string::npos; dot = line.find('.', dot + 1))
+    {
+        const std::size_t end = line.find_first_not_of("0123456789", dot + 1);
+        if (end != std::string::npos && end > dot + 1 && line[end] == '.')
+        {
+            return line.substr(0, dot + 1) + "LINE" + line.substr(end);
+        }
+    }
+    return line;
+}
+
 Child::Child(const std::string& program, const std::vector<std::string>& arguments,
              const std::vector<std::string>& environment, int standardError)
     : input_(makePipe()), output_(makePipe())

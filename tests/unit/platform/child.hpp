@@ -68,6 +68,9 @@ std::string contentOf(const Descriptor& file);
 
 std::vector<std::string> linesOf(const std::string& text);
 
+// A line of the log with "LINE" in the place of the source line: the first number between dots.
+std::string withoutSourceLine(const std::string& line);
+
 class Child
 {
   public:

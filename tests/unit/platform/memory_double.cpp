@@ -7,9 +7,14 @@
 thread_local bool noMemory = false;
 std::atomic<int> trims{0};
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return noMemory ? nullptr : std::malloc(size);
+}
+
 void* operator new(std::size_t size)
 {
-    void* const memory = noMemory ? nullptr : std::malloc(size);
+    void* const memory = operator new(size, std::nothrow);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 

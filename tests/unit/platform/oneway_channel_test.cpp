@@ -13,7 +13,6 @@
 #include <fcntl.h>
 #include <functional>
 #include <memory>
-#include <regex>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -134,13 +133,6 @@ class LogCapture
     Pipe pipe_;
 };
 
-testing::AssertionResult matches(const std::string& line, const std::string& pattern)
-{
-    return std::regex_match(line, std::regex{pattern})
-               ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << line << " does not match " << pattern;
-}
-
 // Runs the deed in a forked child. Returns whether it ended there without a failed expectation.
 bool succeedsInChild(const std::function<void()>& deed)
 {
@@ -173,11 +165,27 @@ std::set<int> openDescriptors()
     return open;
 }
 
-rlim_t lowestFreeDescriptor()
+// No descriptor can be opened during its life. It ends before an exception is looked at: the
+// sanitizers open some for that.
+class NoMoreDescriptors
 {
-    const Descriptor free{dup(STDOUT_FILENO)};
-    return static_cast<rlim_t>(free.get());
-}
+  public:
+    NoMoreDescriptors()
+    {
+        getrlimit(RLIMIT_NOFILE, &enough_);
+        const Descriptor lowestFree{dup(STDOUT_FILENO)};
+        const rlimit none{static_cast<rlim_t>(lowestFree.get()), enough_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+
+    ~NoMoreDescriptors()
+    {
+        setrlimit(RLIMIT_NOFILE, &enough_);
+    }
+
+  private:
+    rlimit enough_{};
+};
 
 // Creates the channel; returns its pipe: read end, write end. Only where there is none yet.
 std::pair<int, int> createdPipe()
@@ -323,10 +331,10 @@ TEST_F(Executor, AThrowingUnitCostsOnlyItself)
     EXPECT_EQ(alive, aliveBefore);
     const std::vector<std::string> lines = capture.lines();
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_TRUE(matches(lines[0], R"(1 300 oneway_channel\.\d+\.runUnit: )"
-                                  R"(exception in a unit of work: no\\nluck)"));
-    EXPECT_TRUE(matches(lines[1], R"(1 300 oneway_channel\.\d+\.runUnit: )"
-                                  R"(unknown exception in a unit of work)"));
+    EXPECT_EQ(withoutSourceLine(lines[0]),
+              "1 300 oneway_channel.LINE.runUnit: exception in a unit of work: no\\nluck");
+    EXPECT_EQ(withoutSourceLine(lines[1]),
+              "1 300 oneway_channel.LINE.runUnit: unknown exception in a unit of work");
 }
 
 TEST_F(Executor, AUnitQueuedByAUnitRunsInTheNextRound)
@@ -521,13 +529,10 @@ TEST_F(ExecutorInChild, AFailedPipeIsLoggedAndThrownAndMayBeTriedAgain)
         []
         {
             LogCapture childCapture;
-            rlimit enough{};
-            getrlimit(RLIMIT_NOFILE, &enough);
-            const rlimit none{lowestFreeDescriptor(), enough.rlim_max};
-            setrlimit(RLIMIT_NOFILE, &none);
             std::string thrown;
             try
             {
+                const NoMoreDescriptors none;
                 OneWayChannel::getInstance();
             }
             catch (const std::runtime_error& e)
@@ -535,15 +540,13 @@ TEST_F(ExecutorInChild, AFailedPipeIsLoggedAndThrownAndMayBeTriedAgain)
                 thrown = e.what();
             }
             EXPECT_EQ(OneWayChannel::instance.load(), nullptr);
-            setrlimit(RLIMIT_NOFILE, &enough);
             EXPECT_EQ(thrown, "Error in pipe creation OneWayChannel");
             const OneWayChannel& channel = OneWayChannel::getInstance();
             EXPECT_EQ(&channel, OneWayChannel::instance.load());
             const std::vector<std::string> lines = childCapture.lines();
             ASSERT_EQ(lines.size(), 1U);
-            EXPECT_TRUE(
-                matches(lines[0],
-                        R"(1 300 oneway_channel\.\d+\.OneWayChannel: Pipe creation failed : -1)"));
+            EXPECT_EQ(withoutSourceLine(lines[0]),
+                      "1 300 oneway_channel.LINE.OneWayChannel: Pipe creation failed : -1");
         }));
 }
 
@@ -562,9 +565,9 @@ TEST_F(ExecutorInChild, AForkTakesTheChannelFromTheChildAlone)
         }));
     const std::vector<std::string> lines = capture.lines();
     ASSERT_EQ(lines.size(), 1U);
-    EXPECT_TRUE(matches(
-        lines[0], R"(4 300 oneway_channel\.\d+\.~OneWayChannel: Destructor\. fork happened\? )"
-                  R"(\(NOT Recommended to fork with multiple threads\))"));
+    EXPECT_EQ(withoutSourceLine(lines[0]),
+              "4 300 oneway_channel.LINE.~OneWayChannel: Destructor. fork happened? "
+              "(NOT Recommended to fork with multiple threads)");
 
     EXPECT_EQ(alive, aliveBefore + 10);
     queue(run, 10);
