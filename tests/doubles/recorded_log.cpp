@@ -17,7 +17,7 @@ std::mutex mutex;
 std::vector<LogLine> recorded;
 recorded_log::Hook lineHook;
 
-std::string formatted(const char* format, va_list arguments)
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, va_list arguments)
 {
     va_list again;
     va_copy(again, arguments);
