@@ -221,7 +221,7 @@ void decodeKovdChanged(const Site& site, sdbusplus::message_t& message)
 void GetSmbiosMsgData(sdbusplus::message_t& message)
 try
 {
-    const std::string_view member = message.get_member();
+    const std::string_view member = memberOf(message);
     if (member == names::interfacesAdded)
     {
         decodeAdded(UTIL_SITE, message, isSmbiosInventory, smbiosMessageQueue);
@@ -252,7 +252,7 @@ catch (...)
 void GetKovdMsgData(sdbusplus::message_t& message)
 try
 {
-    const std::string_view member = message.get_member();
+    const std::string_view member = memberOf(message);
     if (member == names::interfacesAdded)
     {
         decodeAdded(UTIL_SITE, message, isKovdInventory, kovdMessageQueue);
@@ -277,6 +277,12 @@ catch (...)
 {
     UTIL_LOG(trace::error, "failed to read message");
     requestRecovery();
+}
+
+std::string_view memberOf(sdbusplus::message_t& message)
+{
+    const char* member = message.get_member();
+    return member == nullptr ? "" : member;
 }
 
 bool isSmbiosPathOfInterest(std::string_view path)

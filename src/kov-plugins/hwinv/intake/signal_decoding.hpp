@@ -23,5 +23,8 @@ void GetSmbiosMsgData(sdbusplus::message_t& message);
  */
 void GetKovdMsgData(sdbusplus::message_t& message);
 
+/** Empty when the message has no member. */
+std::string_view memberOf(sdbusplus::message_t& message);
+
 bool isSmbiosPathOfInterest(std::string_view path);
 bool isKovdPathOfInterest(std::string_view path);

@@ -88,8 +88,7 @@ try
         LOG_AT(site, trace::info, "method error");
         return;
     }
-    const char* name = message.get_member();
-    const std::string_view member = name == nullptr ? "" : name;
+    const std::string_view member = memberOf(message);
     if (member == names::interfacesAdded || member == names::interfacesRemoved ||
         member == names::propertiesChanged)
     {
