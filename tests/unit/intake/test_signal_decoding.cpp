@@ -1,6 +1,6 @@
 /* What both decoders do alike: members, signatures, reading of bodies, failures. */
 #include "doubles/recorded_log.hpp"
-#include "intake/object_path.hpp"
+#include "store/object_path.hpp"
 #include "unit/intake/decoding_kit.hpp"
 
 #include <sdbusplus/exception.hpp>
