@@ -4,26 +4,6 @@
 
 #include <memory>
 
-namespace
-{
-const std::string inventory = "/xyz/openbmc_project/inventory/system/";
-const std::string motherboard = inventory + "chassis/motherboard/";
-const std::string board = inventory + "board/";
-} // namespace
-
-const std::string world::smbios1 = motherboard + "pcieslot1";
-const std::string world::smbios2 = motherboard + "pcieslot2";
-const std::string world::smbios3 = motherboard + "pcieslot3";
-const std::string world::slot1 = board + "pcie_slot1";
-const std::string world::slot2 = board + "pcie_slot2";
-const std::string world::slot3 = board + "pcie_slot3";
-const std::string world::device1 = slot1 + "/nic";
-const std::string world::device2 = slot2 + "/nic";
-const std::string world::device3 = slot3 + "/nic";
-const std::string world::twin1 = motherboard + "pcie_slot1";
-const std::string world::twin2 = motherboard + "pcie_slot2";
-const std::string world::twin3 = motherboard + "pcie_slot3";
-
 PropertyMap world::smbiosSlot(int number)
 {
     return sample::smbiosSlot("PCIe SLOT " + std::to_string(number),

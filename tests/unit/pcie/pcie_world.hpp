@@ -19,23 +19,26 @@ using Lines = std::vector<std::string>;
 using Requests = std::vector<AssociationRequest>;
 using Paths = std::vector<std::string>;
 
+inline const std::string inventory = "/xyz/openbmc_project/inventory/system/";
+inline const std::string motherboard = inventory + "chassis/motherboard/";
+
 // The SMBIOS slots.
-extern const std::string smbios1;
-extern const std::string smbios2;
-extern const std::string smbios3;
+inline const std::string smbios1 = motherboard + "pcieslot1";
+inline const std::string smbios2 = motherboard + "pcieslot2";
+inline const std::string smbios3 = motherboard + "pcieslot3";
 
 // The platform's slots, and a device in each.
-extern const std::string slot1;
-extern const std::string slot2;
-extern const std::string slot3;
-extern const std::string device1;
-extern const std::string device2;
-extern const std::string device3;
+inline const std::string slot1 = inventory + "board/pcie_slot1";
+inline const std::string slot2 = inventory + "board/pcie_slot2";
+inline const std::string slot3 = inventory + "board/pcie_slot3";
+inline const std::string device1 = slot1 + "/nic";
+inline const std::string device2 = slot2 + "/nic";
+inline const std::string device3 = slot3 + "/nic";
 
 // What stands for the slots on the chassis path.
-extern const std::string twin1;
-extern const std::string twin2;
-extern const std::string twin3;
+inline const std::string twin1 = motherboard + "pcie_slot1";
+inline const std::string twin2 = motherboard + "pcie_slot2";
+inline const std::string twin3 = motherboard + "pcie_slot3";
 
 /** A slot with this number on either side; they match when the numbers agree. */
 PropertyMap smbiosSlot(int number);
