@@ -2,6 +2,8 @@
 #include "intake/signal_decoding.hpp"
 #include "unit/intake/decoding_kit.hpp"
 
+#include <algorithm>
+
 namespace
 {
 
