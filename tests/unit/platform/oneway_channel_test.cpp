@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -591,8 +592,9 @@ TEST_F(ExecutorInChild, AChildMayHaveAChannelOfItsOwnAndForkAgain)
         }));
 }
 
-// Queues without end, but not more than the forks below can copy and free in no time.
-void queueSome(const std::stop_token& stop)
+// Queues without end, but not more than the forks below can copy and free in no time, and holds the
+// mutex most of the time.
+void keepBusy(const std::stop_token& stop)
 {
     while (!stop.stop_requested())
     {
@@ -600,16 +602,31 @@ void queueSome(const std::stop_token& stop)
         {
             queue(run, 0);
         }
+        const std::lock_guard lock{infrautils::oneWayChannelOperationMutex};
+        for (int i = 0; i < 100; i++)
+        {
+            std::this_thread::yield();
+        }
     }
 }
 
-TEST_F(ExecutorInChild, AForkFindsTheListWholeWhileOthersQueue)
+void waitUntilMutexIsHeld()
+{
+    while (infrautils::oneWayChannelOperationMutex.try_lock())
+    {
+        infrautils::oneWayChannelOperationMutex.unlock();
+        std::this_thread::yield();
+    }
+}
+
+TEST_F(ExecutorInChild, AForkFindsTheMutexFreeAndTheListWholeWhileOthersQueue)
 {
     ASSERT_EQ(registerLoop(), 0);
-    std::jthread producer{queueSome};
+    std::jthread busy{keepBusy};
     for (int i = 0; i < 50; i++)
     {
         loop.run(std::chrono::microseconds{0}); // one round: there is always more
+        waitUntilMutexIsHeld();
         ASSERT_TRUE(succeedsInChild([] { EXPECT_EQ(queue(run, 0), -1); }));
     }
 }
