@@ -6,7 +6,10 @@
  * alone is interrupted, and main blocks it wherever it touches one (requestRecovery) or where an
  * interrupt would do other harm (synchronous bus calls, thread starts, the way out). The other
  * threads hold these mutexes only for short sections that never wait for main, so the handler waits
- * for them for moments at most. It allocates nothing, and each of its lines is one write.
+ * for them for moments at most. That rules out the heap as well: the interrupted main may hold the
+ * lock of any arena (it trims them all), so a thread that allocated with one of these mutexes held
+ * would wait for main, and the handler on main for that thread. The handler itself allocates
+ * nothing, and each of its lines is one write.
  *
  * A second SIGINT sets and notifies everything again, which changes nothing.
  *
@@ -31,10 +34,31 @@ std::atomic<bool> stopRequested = false;
 namespace
 {
 
-void set(bool& stop, Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS
+void stopWorker(MessageQueue& queue)
 {
-    MutexLock lock(mutex);
-    stop = true;
+    {
+        MutexLock lock(queue.mutex);
+        queue.stop = true;
+    }
+    queue.condition.notifyAll();
+}
+
+void stopRecovery()
+{
+    {
+        MutexLock lock(recoveryMutex);
+        recoveryStop = true;
+    }
+    recoveryCondition.notifyOne();
+}
+
+void stopFallback()
+{
+    {
+        MutexLock lock(fallbackMutex);
+        fallbackStop = true;
+    }
+    fallbackCondition.notifyOne();
 }
 
 } // namespace
@@ -48,23 +72,15 @@ void signal_handler(int /*signal*/)
     errno = savedErrno;
 }
 
-// Each flag is passed on by reference and written under its mutex, in set().
-void cleanUp() NO_THREAD_SAFETY_ANALYSIS
+void cleanUp()
 {
-    set(kovdMessageQueue.stop, kovdMessageQueue.mutex);
-    kovdMessageQueue.condition.notifyAll();
+    stopWorker(kovdMessageQueue);
     UTIL_LOG(trace::error, "cleaning up kovd queue");
-
-    set(smbiosMessageQueue.stop, smbiosMessageQueue.mutex);
-    smbiosMessageQueue.condition.notifyAll();
+    stopWorker(smbiosMessageQueue);
     UTIL_LOG(trace::error, "cleaning up smbios queue");
-
-    set(recoveryStop, recoveryMutex);
-    recoveryCondition.notifyOne();
+    stopRecovery();
     UTIL_LOG(trace::error, "cleaning up recovery thread");
-
-    set(fallbackStop, fallbackMutex);
-    fallbackCondition.notifyOne();
+    stopFallback();
     UTIL_LOG(trace::error, "cleaning up fallback resync thread");
 }
 

@@ -1,6 +1,7 @@
 #include "intake/discovery.hpp"
 
 #include "intake/dispatch.hpp"
+#include "intake/smbios_rows.hpp"
 #include "names.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
@@ -16,12 +17,6 @@
 
 namespace
 {
-
-constexpr std::array smbiosRows{
-    InsertRow{names::smbiosSlotPath, names::smbiosSlotInterface, InsertSMBIOSPCIeSlotObj},
-    InsertRow{names::smbiosCpuPath, names::smbiosCpuInterface, InsertSMBIOSCPUObj},
-    InsertRow{names::smbiosCachePath, names::smbiosCacheInterface, InsertSMBIOSCacheObj},
-};
 
 constexpr std::array boardRows{
     InsertRow{names::kovdBoardPciePath, names::kovdSlotInterface, InsertKOVDPCIeSlotObj},

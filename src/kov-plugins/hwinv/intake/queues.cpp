@@ -19,6 +19,7 @@
 #include "intake/queues.hpp"
 
 #include "intake/dispatch.hpp"
+#include "intake/smbios_rows.hpp"
 #include "names.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
@@ -28,14 +29,14 @@
 #include <array>
 #include <cstddef>
 #include <exception>
+#include <list>
 #include <malloc.h>
-#include <optional>
 #include <utility>
 
 namespace
 {
 
-/** A backlog at least this long leaves enough free heap behind to be worth giving back. */
+/** So many records leave enough free heap behind to be worth giving back. */
 constexpr std::size_t trimAfter = 1024;
 
 constexpr std::array smbiosAddedRows{
@@ -48,12 +49,6 @@ constexpr std::array smbiosRemovedRows{
     RemoveRow{names::smbiosSlotPath, names::smbiosSlotInterface, removeSMBIOSPCIeAssociations},
     RemoveRow{names::smbiosCpuPath, names::smbiosCpuInterface, removeSMBIOSCPUAssoc},
     RemoveRow{names::smbiosCachePath, names::smbiosCacheInterface, removeSMBIOSCacheAssoc},
-};
-
-constexpr std::array smbiosChangedRows{
-    InsertRow{names::smbiosSlotPath, names::smbiosSlotInterface, InsertSMBIOSPCIeSlotObj},
-    InsertRow{names::smbiosCpuPath, names::smbiosCpuInterface, InsertSMBIOSCPUObj},
-    InsertRow{names::smbiosCachePath, names::smbiosCacheInterface, InsertSMBIOSCacheObj},
 };
 
 // Below the board path the PCIe interfaces are taken wherever they stand; a processor is not.
@@ -217,8 +212,8 @@ void dispatchSmbios(const Site& site, const SignalRecord& record)
             removeSmbios(site, record);
             return;
         case SignalType::PropertiesChanged:
-            changeProperties(
-                site, findRow(smbiosChangedRows, record.objectPath, record.interfaceName), record);
+            changeProperties(site, findRow(smbiosRows, record.objectPath, record.interfaceName),
+                             record);
             return;
     }
 }
@@ -240,21 +235,20 @@ void dispatchKovd(const Site& site, const SignalRecord& record)
     }
 }
 
-/** The next record, in order of arrival; nothing once the queue is stopped. */
-std::optional<SignalRecord> awaitRecord(MessageQueue& queue) EXCLUDES(queue.mutex)
+/** The next record, in order of arrival, as a list of one; empty once the queue is stopped. */
+std::list<SignalRecord> awaitRecord(MessageQueue& queue) EXCLUDES(queue.mutex)
 {
+    std::list<SignalRecord> next;
     MutexLock lock(queue.mutex);
     while (!queue.stop && queue.records.empty())
     {
         queue.condition.wait(queue.mutex);
     }
-    if (queue.stop)
+    if (!queue.stop)
     {
-        return std::nullopt;
+        next.splice(next.end(), queue.records, queue.records.begin());
     }
-    SignalRecord record = std::move(queue.records.front());
-    queue.records.pop_front();
-    return record;
+    return next;
 }
 
 bool isIdle(MessageQueue& queue) EXCLUDES(queue.mutex)
@@ -266,12 +260,13 @@ bool isIdle(MessageQueue& queue) EXCLUDES(queue.mutex)
 void work(const Site& site, MessageQueue& queue, void (*process)(const Site&, const SignalRecord&))
 {
     std::size_t sinceTrim = 0;
-    while (const auto record = awaitRecord(queue))
+    for (auto next = awaitRecord(queue); !next.empty(); next = awaitRecord(queue))
     {
-        process(site, *record);
+        process(site, next.front());
+        next.clear();
         if (++sinceTrim >= trimAfter && isIdle(queue))
         {
-            malloc_trim(0); // the backlog is worked off: the memory it took goes back
+            malloc_trim(0); // what the records took goes back
             sinceTrim = 0;
         }
     }

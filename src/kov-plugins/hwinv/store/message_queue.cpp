@@ -7,7 +7,10 @@ MessageQueue smbiosMessageQueue;
 
 void pushRecord(MessageQueue& queue, SignalRecord&& record)
 {
+    std::list<SignalRecord> node;
+    node.push_back(std::move(record));
+
     MutexLock lock(queue.mutex);
-    queue.records.push_back(std::move(record));
+    queue.records.splice(queue.records.end(), node);
     queue.condition.notifyOne();
 }

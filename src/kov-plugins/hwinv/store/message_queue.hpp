@@ -4,6 +4,9 @@
  * Who pushes: the subscription thread alone. Who pops: one worker per queue. Order: first in,
  * first out. Bound: none; a push never waits for room. Stopped: a push is still accepted, but
  * nothing is popped any more, and what waits is left where it is.
+ *
+ * With the mutex held nothing is allocated and nothing is freed: records move as whole list nodes.
+ * The SIGINT handler takes this mutex, and the code that it interrupts may hold the heap's lock.
  */
 #pragma once
 
@@ -11,7 +14,7 @@
 #include "store/types.hpp"
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -35,7 +38,7 @@ struct SignalRecord
 
 struct MessageQueue
 {
-    std::deque<SignalRecord> records GUARDED_BY(mutex);
+    std::list<SignalRecord> records GUARDED_BY(mutex); // pushed at the back, popped at the front
     Mutex mutex;
     ConditionVariable condition;
     bool stop GUARDED_BY(mutex) = false; // never cleared
