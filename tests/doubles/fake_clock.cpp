@@ -11,12 +11,12 @@ namespace
 struct Sleeper
 {
     Mutex* mutex;
-    Deadline deadline;
+    SteadyTime deadline;
 };
 
 std::mutex mutex;
 std::condition_variable changed;
-Deadline current{std::chrono::hours{1000}};
+SteadyTime current{std::chrono::hours{1000}};
 std::map<ConditionVariable*, Sleeper> sleepers;
 
 /** Takes the sleeper's mutex first, so it sleeps or has left; never between the two. */
@@ -30,13 +30,13 @@ void wake(ConditionVariable& condition, Mutex& sleepersMutex)
 
 } // namespace
 
-Deadline steadyNow()
+SteadyTime steadyNow()
 {
     const std::lock_guard lock(mutex);
     return current;
 }
 
-void waitUntil(ConditionVariable& condition, Mutex& conditionsMutex, Deadline deadline)
+void waitUntil(ConditionVariable& condition, Mutex& conditionsMutex, SteadyTime deadline)
 {
     {
         const std::lock_guard lock(mutex);
@@ -55,7 +55,7 @@ void waitUntil(ConditionVariable& condition, Mutex& conditionsMutex, Deadline de
 void fake_clock::reset()
 {
     const std::lock_guard lock(mutex);
-    current = Deadline{std::chrono::hours{1000}};
+    current = SteadyTime{std::chrono::hours{1000}};
     sleepers.clear();
 }
 

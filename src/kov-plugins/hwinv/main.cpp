@@ -12,7 +12,6 @@
 #include "store/sigint_block.hpp"
 #include "trace.hpp"
 
-#include <sdbusplus/exception.hpp>
 #include <sdeventplus/event.hpp>
 #include <systemd/sd-bus.h>
 
@@ -24,8 +23,6 @@
 #include <memory>
 #include <thread>
 
-using sdbusplus::exception::SdBusError;
-
 std::thread smbiosWorkerThread;
 std::thread kovdWorkerThread;
 
@@ -33,15 +30,6 @@ namespace
 {
 
 using Slot = std::unique_ptr<sd_bus_slot, decltype(&sd_bus_slot_unref)>;
-
-/** Throws SdBusError naming the libsystemd function that failed. */
-void check(int result, const char* function)
-{
-    if (result < 0)
-    {
-        throw SdBusError(-result, function);
-    }
-}
 
 bool installSignalHandler(const Site& site)
 {
@@ -66,16 +54,17 @@ sd_bus* openMainConnection()
 
     // An older instance gives way to this one, and this one to a newer.
     const SigintBlock block;
-    check(sd_bus_request_name(connection.raw, names::ownService.data(),
-                              SD_BUS_NAME_REPLACE_EXISTING | SD_BUS_NAME_ALLOW_REPLACEMENT),
-          "sd_bus_request_name");
+    checkBusResult(
+        sd_bus_request_name(connection.raw, names::ownService.data(),
+                            SD_BUS_NAME_REPLACE_EXISTING | SD_BUS_NAME_ALLOW_REPLACEMENT),
+        "sd_bus_request_name");
     return connection.raw;
 }
 
 Slot addObjectManager(sd_bus* bus)
 {
     sd_bus_slot* slot = nullptr;
-    check(sd_bus_add_object_manager(bus, &slot, "/"), "sd_bus_add_object_manager");
+    checkBusResult(sd_bus_add_object_manager(bus, &slot, "/"), "sd_bus_add_object_manager");
     return {slot, sd_bus_slot_unref};
 }
 
@@ -91,11 +80,23 @@ void registerExecutor(const Site& site, sdeventplus::Event& event)
     LOG_AT(site, trace::error, "DBusService OneWayChannel Registration failed");
 }
 
-/** A thread that SIGINT never interrupts. */
+/** A thread that SIGINT never interrupts. What escapes its body ends the thread, not the process.
+ */
 std::thread startThread(void (*body)())
 {
     const SigintBlock block;
-    return std::thread(body);
+    return std::thread(
+        [body]
+        {
+            try
+            {
+                body();
+            }
+            catch (...)
+            {
+                // A failing mutex; the body has logged all that it could name.
+            }
+        });
 }
 
 void startEventThreads()
@@ -122,7 +123,8 @@ void run(const Site& site)
     sd_bus* bus = openMainConnection();
     const Slot objectManager = addObjectManager(bus);
     auto event = sdeventplus::Event::get_default();
-    check(sd_bus_attach_event(bus, event.get(), SD_EVENT_PRIORITY_NORMAL), "sd_bus_attach_event");
+    checkBusResult(sd_bus_attach_event(bus, event.get(), SD_EVENT_PRIORITY_NORMAL),
+                   "sd_bus_attach_event");
     registerExecutor(site, event);
 
     startEventThreads();
@@ -132,17 +134,27 @@ void run(const Site& site)
     event.loop();
 }
 
+/** On the way out no handler may meet objects that exit destroys. The signal stays blocked. */
+int leave(int status)
+{
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+    return status;
+}
+
 } // namespace
 
 int main()
 {
     if (!installSignalHandler(UTIL_SITE))
     {
-        return -1;
+        return leave(-1);
     }
     if (stopRequested)
     {
-        return 0;
+        return leave(0);
     }
     try
     {
@@ -157,10 +169,5 @@ int main()
     {
         UTIL_LOG(trace::error, "Caught an exception ");
     }
-    // What is left is the way out, where no handler may run any more.
-    sigset_t interrupt;
-    sigemptyset(&interrupt);
-    sigaddset(&interrupt, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
-    return 0;
+    return leave(0);
 }

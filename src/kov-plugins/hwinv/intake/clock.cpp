@@ -1,11 +1,11 @@
 #include "intake/clock.hpp"
 
-Deadline steadyNow()
+SteadyTime steadyNow()
 {
     return std::chrono::steady_clock::now();
 }
 
-void waitUntil(ConditionVariable& condition, Mutex& mutex, Deadline deadline)
+void waitUntil(ConditionVariable& condition, Mutex& mutex, SteadyTime deadline)
 {
     condition.waitUntil(mutex, deadline);
 }

@@ -10,9 +10,9 @@
 
 #include <chrono>
 
-using Deadline = std::chrono::steady_clock::time_point;
+using SteadyTime = std::chrono::steady_clock::time_point;
 
-Deadline steadyNow();
+SteadyTime steadyNow();
 
 /** Waits for a notification or the deadline; may return before either. */
-void waitUntil(ConditionVariable& condition, Mutex& mutex, Deadline deadline) REQUIRES(mutex);
+void waitUntil(ConditionVariable& condition, Mutex& mutex, SteadyTime deadline) REQUIRES(mutex);

@@ -44,7 +44,7 @@ namespace
 bool sleepUnlessStopped(ConditionVariable& condition, Mutex& mutex, const bool& stop,
                         std::chrono::seconds duration) REQUIRES(mutex)
 {
-    const Deadline deadline = steadyNow() + duration;
+    const SteadyTime deadline = steadyNow() + duration;
     while (!stop && steadyNow() < deadline)
     {
         waitUntil(condition, mutex, deadline);
@@ -95,12 +95,15 @@ catch (...)
 /** False when recovery is to stop. */
 bool coolDown(const Site& site) EXCLUDES(recoveryMutex)
 {
-    MutexLock lock(recoveryMutex);
-    if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop,
-                            times::recoveryCoolDown))
     {
-        return false;
+        MutexLock lock(recoveryMutex);
+        if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop,
+                                times::recoveryCoolDown))
+        {
+            return false;
+        }
     }
+    // Not with the mutex held: whoever requests recovery must not wait for the log's reader.
     LOG_AT(site, trace::warning, "Recovery: cool-down completed");
     return true;
 }

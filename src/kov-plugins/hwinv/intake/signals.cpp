@@ -23,7 +23,6 @@
 #include "store/bus_open.hpp"
 #include "trace.hpp"
 
-#include <sdbusplus/exception.hpp>
 #include <sdeventplus/event.hpp>
 
 #include <array>
@@ -37,7 +36,8 @@ std::vector<sdbusplus::bus::match_t> eventMatches;
 namespace
 {
 
-using Decoder = void (*)(sdbusplus::message_t&);
+/** Takes one delivered message: a match callback or a decoder. */
+using MessageHandler = void (*)(sdbusplus::message_t&);
 
 struct Subscription
 {
@@ -45,7 +45,7 @@ struct Subscription
     std::string_view member;
     std::string_view path; // empty: any
     std::string_view interface;
-    Decoder callback;
+    MessageHandler callback;
 };
 
 constexpr std::array subscriptions{
@@ -80,7 +80,7 @@ std::string ruleOf(const Subscription& subscription)
 }
 
 /** What the three callbacks share; each logs under its own name. */
-void screen(const Site& site, sdbusplus::message_t& message, Decoder decode)
+void screen(const Site& site, sdbusplus::message_t& message, MessageHandler decode)
 try
 {
     if (message.is_method_error())
@@ -111,11 +111,8 @@ try
 {
     OpenedBus connection = openBus(sd_bus_default_system, "sd_bus_default_system");
     auto event = sdeventplus::Event::get_new();
-    if (const int r = sd_bus_attach_event(connection.raw, event.get(), SD_EVENT_PRIORITY_NORMAL);
-        r < 0)
-    {
-        throw sdbusplus::exception::SdBusError(-r, "sd_bus_attach_event");
-    }
+    checkBusResult(sd_bus_attach_event(connection.raw, event.get(), SD_EVENT_PRIORITY_NORMAL),
+                   "sd_bus_attach_event");
     eventMatches.reserve(subscriptions.size());
     for (const Subscription& subscription : subscriptions)
     {

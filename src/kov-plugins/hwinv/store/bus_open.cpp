@@ -8,21 +8,23 @@
 
 using sdbusplus::exception::SdBusError;
 
+void checkBusResult(int result, const char* function)
+{
+    if (result < 0)
+    {
+        throw SdBusError(-result, function);
+    }
+}
+
 OpenedBus openBus(int (*open)(sd_bus**), const char* name)
 {
     const SigintBlock block; // saying hello to the bus is a synchronous call
 
     sd_bus* raw = nullptr;
-    if (const int r = open(&raw); r < 0)
-    {
-        throw SdBusError(-r, name);
-    }
+    checkBusResult(open(&raw), name);
     std::unique_ptr<sd_bus, decltype(&sd_bus_unref)> owner(raw, sd_bus_unref);
 
     const char* uniqueName = nullptr;
-    if (const int r = sd_bus_get_unique_name(raw, &uniqueName); r < 0)
-    {
-        throw SdBusError(-r, "sd_bus_get_unique_name");
-    }
+    checkBusResult(sd_bus_get_unique_name(raw, &uniqueName), "sd_bus_get_unique_name");
     return {sdbusplus::bus_t(owner.release(), std::false_type{}), raw};
 }

@@ -8,6 +8,9 @@
 #include <sdbusplus/bus.hpp>
 #include <systemd/sd-bus.h>
 
+/** Throws SdBusError, naming the libsystemd function, when its result is an error. */
+void checkBusResult(int result, const char* function);
+
 /** A connection that is up. `raw` is what the binding hides; it lives as long as `bus`. */
 struct OpenedBus
 {
