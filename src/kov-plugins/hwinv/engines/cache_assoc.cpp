@@ -1,5 +1,6 @@
 #include "engines/cache_assoc.hpp"
 
+#include "engines/candidate.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
@@ -16,9 +17,9 @@ namespace
 
 constexpr std::array handleNames{names::l1CacheHandle, names::l2CacheHandle, names::l3CacheHandle};
 
-/** Records the pair of a match; logged in the name of the search, a refusal with `searched`. */
+/** Records the pair of a match; logged in the name of the search, a refusal with `refusedPath`. */
 void recordCachePair(const Site& site, const std::string& cpuPath, const std::string& cachePath,
-                     const std::string& searched)
+                     const std::string& refusedPath)
 {
     if (addCpuCachePair(cpuPath, cachePath))
     {
@@ -29,26 +30,8 @@ void recordCachePair(const Site& site, const std::string& cpuPath, const std::st
     else
     {
         LOG_AT(site, trace::info, "Association %s not added successfully in the map",
-               searched.c_str());
+               refusedPath.c_str());
     }
-}
-
-/** The stored object; null, and logged, when it is missing or has no properties. */
-SharedObject storedObject(const Site& site, const ObjectMap& objects, const std::string& path)
-{
-    SharedObject object = objects.findObject(path);
-    if (!object)
-    {
-        LOG_AT(site, trace::error, "SMBIOS object not found for objPath: %s", path.c_str());
-        return nullptr;
-    }
-    if (object->properties.empty())
-    {
-        LOG_AT(site, trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-               path.c_str());
-        return nullptr;
-    }
-    return object;
 }
 
 /** Looks for the KOVD partner that a processor still lacks; its tuple joins `additions`. */
@@ -147,13 +130,13 @@ bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap&
 bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
                        std::string& handleName)
 {
-    const SharedObject cache = storedObject(CPU_SITE, smbiosCacheObjs, cachePath);
-    if (!cache)
+    const SharedObject cache = smbiosCacheObjs.findObject(cachePath);
+    if (examine(CPU_SITE, "SMBIOS", cachePath, cache) != CandidateState::usable)
     {
         return false;
     }
-    const SharedObject cpu = storedObject(CPU_SITE, smbiosCPUObjs, cpuPath);
-    if (!cpu)
+    const SharedObject cpu = smbiosCPUObjs.findObject(cpuPath);
+    if (examine(CPU_SITE, "SMBIOS", cpuPath, cpu) != CandidateState::usable)
     {
         return false;
     }
@@ -172,15 +155,13 @@ try
     bool found = false;
     for (const auto [cachePath, cache] : Candidates(smbiosCacheObjs))
     {
-        if (!cache)
+        const CandidateState state = examine(CPU_SITE, "SMBIOS", cachePath, cache);
+        if (state == CandidateState::vanished)
         {
-            CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", cachePath.c_str());
             return; // on purpose: a vanished cache ends the scan without the closing line
         }
-        if (cache->properties.empty())
+        if (state == CandidateState::empty)
         {
-            CPU_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-                    cachePath.c_str());
             continue;
         }
         std::string handleName;
@@ -221,15 +202,13 @@ try
     bool found = false;
     for (const auto [cpuPath, cpu] : Candidates(smbiosCPUObjs))
     {
-        if (!cpu)
+        const CandidateState state = examine(CPU_SITE, "SMBIOS", cpuPath, cpu);
+        if (state == CandidateState::vanished)
         {
-            CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", cpuPath.c_str());
             return; // on purpose: a vanished processor ends the scan without the closing line
         }
-        if (cpu->properties.empty())
+        if (state == CandidateState::empty)
         {
-            CPU_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-                    cpuPath.c_str());
             continue;
         }
         std::string handleName;

@@ -19,7 +19,8 @@
 #include <vector>
 
 /** How many cache pairs an SMBIOS processor has. */
-std::size_t checkNumofCacheAssoc(const std::string& cpuPath);
+std::size_t checkNumofCacheAssoc(const std::string& cpuPath)
+    EXCLUDES(cpuCacheAssociationPairsMutex);
 
 /**
  * Whether the processor names the cache. The first of L1, L2, L3 with an equal handle wins and

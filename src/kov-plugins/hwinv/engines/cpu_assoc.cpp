@@ -1,6 +1,7 @@
 #include "engines/cpu_assoc.hpp"
 
 #include "engines/cache_assoc.hpp"
+#include "engines/candidate.hpp"
 #include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "engines/pcie_match.hpp"
@@ -14,7 +15,7 @@ namespace
 {
 
 /** Level 1, 2 and 3. */
-constexpr unsigned cachesOfCPU = 3;
+constexpr std::size_t cacheLevels = 3;
 
 /** Records the pair of a match and appends its tuple; logged in the name of the search. */
 void recordMatch(const Site& site, const std::string& smbiosPath, const std::string& kovdPath,
@@ -45,16 +46,8 @@ std::optional<std::string> firstFit(const Site& site, const ObjectMap& cpus, con
 {
     for (const auto [path, cpu] : Candidates(cpus))
     {
-        if (!cpu)
+        if (examine(site, service, path, cpu) != CandidateState::usable)
         {
-            LOG_AT(site, trace::error, "%s object not found for objPath: %s", service,
-                   path.c_str());
-            continue;
-        }
-        if (cpu->properties.empty())
-        {
-            LOG_AT(site, trace::error, "%s object properties could not be obtained for objPath: %s",
-                   service, path.c_str());
             continue;
         }
         if (fits(cpu->properties))
@@ -63,6 +56,21 @@ std::optional<std::string> firstFit(const Site& site, const ObjectMap& cpus, con
         }
     }
     return std::nullopt;
+}
+
+/** The tuples of the partner and the caches that an SMBIOS processor has not found before. */
+AssociationList findMissing(const PropertyMap& properties, const std::string& smbiosPath)
+{
+    AssociationList additions;
+    if (!isPathAssociated(smbiosSide, smbiosPath))
+    {
+        IterateKOVDCPUObjs(properties, smbiosPath, additions);
+    }
+    if (!hasCachesOfCPU(smbiosPath))
+    {
+        FindAssocCacheObjs(properties, smbiosPath, additions);
+    }
+    return additions;
 }
 
 } // namespace
@@ -96,16 +104,7 @@ try
         return;
     }
 
-    AssociationList additions;
-    if (!isPathAssociated(smbiosSide, smbiosPath))
-    {
-        IterateKOVDCPUObjs(cpu->properties, smbiosPath, additions);
-    }
-    if (!hasCachesOfCPU(smbiosPath))
-    {
-        FindAssocCacheObjs(cpu->properties, smbiosPath, additions);
-    }
-
+    const AssociationList additions = findMissing(cpu->properties, smbiosPath);
     std::string kovdPath;
     if (!findAssociatedKOVDPath(smbiosPath, kovdPath))
     {
@@ -206,5 +205,5 @@ catch (...)
 bool isFullyAssociated(const std::string& smbiosPath)
 {
     return isPathAssociated(smbiosSide, smbiosPath) && hasCachesOfCPU(smbiosPath) &&
-           checkNumofCacheAssoc(smbiosPath) == cachesOfCPU;
+           checkNumofCacheAssoc(smbiosPath) == cacheLevels;
 }

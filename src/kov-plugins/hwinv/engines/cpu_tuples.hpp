@@ -11,19 +11,22 @@
  */
 #pragma once
 
-#include "store/types.hpp"
+#include "store/store.hpp"
 #include "trace.hpp"
 
 #include <string>
 
 /** Copies the list last written out; -1, with `list` left as it was, when there is none. */
-int GetCurrentAssocTuples(const std::string& kovdCPUPath, AssociationList& list);
+int GetCurrentAssocTuples(const std::string& kovdCPUPath, AssociationList& list)
+    EXCLUDES(CPUKOVDAssocTuplesMutex);
 
 /** Stores the list as the one last written. An empty path is logged and changes nothing. */
-void UpdateCurrentAssocTuples(const std::string& kovdCPUPath, const AssociationList& list);
+void UpdateCurrentAssocTuples(const std::string& kovdCPUPath, const AssociationList& list)
+    EXCLUDES(CPUKOVDAssocTuplesMutex);
 
 /** Removes every tuple with this endpoint; 0 when there was one, -1 when there was none. */
-int RemoveAssocTuple(AssociationList& list, const std::string& endpoint);
+int RemoveAssocTuple(AssociationList& list, const std::string& endpoint)
+    EXCLUDES(CPUKOVDAssocTuplesMutex);
 
 /** Appends each addition that is not in `current` yet; 0 when there was one, -1 when none. */
 int MergeAssocTuples(AssociationList& current, const std::string& kovdCPUPath,

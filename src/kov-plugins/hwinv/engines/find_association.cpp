@@ -1,6 +1,7 @@
 #include "engines/find_association.hpp"
 
 #include "engines/cache_assoc.hpp"
+#include "engines/candidate.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/pcie_kovd_search.hpp"
 #include "engines/pcie_match.hpp"
@@ -184,15 +185,13 @@ try
                      path.c_str());
             continue;
         }
-        if (!slot)
+        const CandidateState state = examine(UTIL_SITE, "SMBIOS", path, slot);
+        if (state == CandidateState::vanished)
         {
-            UTIL_LOG(trace::error, "SMBIOS object not found for objPath: %s", path.c_str());
             return; // on purpose: the remaining slots wait for the next pass or event
         }
-        if (slot->properties.empty())
+        if (state == CandidateState::empty)
         {
-            UTIL_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-                     path.c_str());
             continue;
         }
         IterateKOVDObjectsOfSlot(slot->properties, path);

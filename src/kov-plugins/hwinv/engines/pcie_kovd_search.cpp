@@ -33,6 +33,20 @@ std::optional<std::string> findChassisTwin(const Site& site, const std::string& 
     return std::nullopt;
 }
 
+void recordDevice(const Site& site, const std::string& smbiosPath, const std::string& devicePath)
+{
+    LOG_AT(site, trace::info, "Association found %s", devicePath.c_str());
+    LOG_AT(site, trace::info, "smbios %s", smbiosPath.c_str());
+    LOG_AT(site, trace::info, "kovd %s", devicePath.c_str());
+    if (addAssociationPair(smbiosPath, devicePath))
+    {
+        LOG_AT(site, trace::info, "Association added successfully");
+        return;
+    }
+    // Normal: the slot object holds the pair.
+    LOG_AT(site, trace::info, "Not able to add association");
+}
+
 } // namespace
 
 void IterateKOVDObjs(const std::string& smbiosPath, int objectType)
@@ -130,18 +144,7 @@ try
         {
             continue;
         }
-        UTIL_LOG(trace::info, "Association found %s", devicePath.c_str());
-        UTIL_LOG(trace::info, "smbios %s", smbiosPath.c_str());
-        UTIL_LOG(trace::info, "kovd %s", devicePath.c_str());
-        if (addAssociationPair(smbiosPath, devicePath))
-        {
-            UTIL_LOG(trace::info, "Association added successfully");
-        }
-        else
-        {
-            // Normal: the slot object holds the pair.
-            UTIL_LOG(trace::info, "Not able to add association");
-        }
+        recordDevice(UTIL_SITE, smbiosPath, devicePath);
         // All devices of the slot count, not only the first.
         sendAssociations(UTIL_SITE, devicePath, slotAssociationList(smbiosPath));
     }

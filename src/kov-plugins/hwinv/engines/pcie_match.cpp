@@ -5,6 +5,7 @@
 #include "trace.hpp"
 
 #include <exception>
+#include <optional>
 
 namespace
 {
@@ -54,6 +55,21 @@ bool hasThreeTokens(const Site& site, const FqddTokens& tokens)
     }
     // The split yields no empty token; the guard stays for whoever changes the split.
     return !tokens.token[0].empty() && !tokens.token[1].empty() && !tokens.token[2].empty();
+}
+
+/**
+ * The number in a descriptor's slot token. Blanks and a sign before it and any text behind it are
+ * accepted; nothing, and logged, when there is no number or it does not fit an int.
+ */
+std::optional<int> parseSlotNumber(const Site& site, std::string_view token)
+try
+{
+    return std::stoi(std::string(token));
+}
+catch (const std::exception&)
+{
+    LOG_AT(site, trace::info, "Failed to Parse the Slot Number");
+    return std::nullopt;
 }
 
 bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
@@ -205,19 +221,13 @@ bool matchFQDD(std::string_view designation, std::string_view fqdd)
     SlotAndBay smbios;
     parseSlotAndBay(designation, smbios);
 
-    int fqddSlot = -1;
-    try
+    const auto fqddSlot = parseSlotNumber(UTIL_SITE, slotNumber);
+    if (!fqddSlot)
     {
-        fqddSlot = std::stoi(std::string(slotNumber));
-    }
-    catch (const std::exception&)
-    {
-        UTIL_LOG(trace::info, "Failed to Parse the Slot Number");
         return false;
     }
-
-    const SlotVerdict verdict = compareSlots(smbios.slot, fqddSlot);
-    UTIL_LOG(trace::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, fqddSlot,
+    const SlotVerdict verdict = compareSlots(smbios.slot, *fqddSlot);
+    UTIL_LOG(trace::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, *fqddSlot,
              verdict.text);
     if (!slotTypeMatch || !verdict.match)
     {

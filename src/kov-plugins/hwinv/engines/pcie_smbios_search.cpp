@@ -1,5 +1,6 @@
 #include "engines/pcie_smbios_search.hpp"
 
+#include "engines/candidate.hpp"
 #include "engines/find_association.hpp"
 #include "engines/pcie_match.hpp"
 #include "engines/pcie_tuple.hpp"
@@ -26,6 +27,19 @@ const ObjectMap* kovdObjects(int objectType)
         default:
             return nullptr;
     }
+}
+
+void recordMatch(const Site& site, const std::string& smbiosPath, const std::string& kovdPath)
+{
+    if (addAssociationPair(smbiosPath, kovdPath))
+    {
+        LOG_AT(site, trace::info, "Association added successfully");
+        LOG_AT(site, trace::info, "smbios %s", smbiosPath.c_str());
+        LOG_AT(site, trace::info, "kovd %s", kovdPath.c_str());
+        return;
+    }
+    // One of the two is paired already; the association is written all the same.
+    LOG_AT(site, trace::info, "Association not added successfully %s", kovdPath.c_str());
 }
 
 } // namespace
@@ -56,15 +70,13 @@ try
 {
     for (const auto [smbiosPath, slot] : Candidates(smbiosPCIeSlotObjs))
     {
-        if (!slot)
+        const CandidateState state = examine(UTIL_SITE, "SMBIOS", smbiosPath, slot);
+        if (state == CandidateState::vanished)
         {
-            UTIL_LOG(trace::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
             return; // on purpose: no further candidate is tried
         }
-        if (slot->properties.empty())
+        if (state == CandidateState::empty)
         {
-            UTIL_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-                     smbiosPath.c_str());
             continue;
         }
         // Whatever kind of KOVD object asks, it is compared as a slot: a device without the
@@ -73,17 +85,7 @@ try
         {
             continue;
         }
-        if (addAssociationPair(smbiosPath, kovdPath))
-        {
-            UTIL_LOG(trace::info, "Association added successfully");
-            UTIL_LOG(trace::info, "smbios %s", smbiosPath.c_str());
-            UTIL_LOG(trace::info, "kovd %s", kovdPath.c_str());
-        }
-        else
-        {
-            // One of the two is paired already; the association is written all the same.
-            UTIL_LOG(trace::info, "Association not added successfully %s", kovdPath.c_str());
-        }
+        recordMatch(UTIL_SITE, smbiosPath, kovdPath);
         sendAssociations(UTIL_SITE, kovdPath, slotAssociationList(smbiosPath));
         return;
     }

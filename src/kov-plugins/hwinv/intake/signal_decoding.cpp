@@ -79,13 +79,19 @@ void decodeAdded(const Site& site, sdbusplus::message_t& message,
     }
 }
 
-/** Removals go to the SMBIOS worker, whoever announces them. False when the body is unreadable. */
-bool decodeRemoved(const Site& site, sdbusplus::message_t& message,
-                   bool (*ofInterest)(std::string_view))
+enum class AfterFailure
+{
+    requestRecovery,
+    nothing,
+};
+
+/** Removals go to the SMBIOS worker, whoever announces them. */
+void decodeRemoved(const Site& site, sdbusplus::message_t& message,
+                   bool (*ofInterest)(std::string_view), AfterFailure afterFailure)
 {
     if (!hasSignature(site, message, removedSignature))
     {
-        return true;
+        return;
     }
     compat::ObjectPath path;
     SignalRecord record;
@@ -97,14 +103,17 @@ bool decodeRemoved(const Site& site, sdbusplus::message_t& message,
     catch (const SdBusError& e)
     {
         logUnreadable(site, e);
-        return false;
+        if (afterFailure == AfterFailure::requestRecovery)
+        {
+            requestRecovery();
+        }
+        return;
     }
     record.objectPath = std::move(path.str);
     if (ofInterest(record.objectPath))
     {
         pushRecord(smbiosMessageQueue, std::move(record));
     }
-    return true;
 }
 
 /**
@@ -131,12 +140,40 @@ std::optional<std::string> peekInterface(const Site& site, sdbusplus::message_t&
     return copy;
 }
 
+/** What a PropertiesChanged says of itself before its body is read. */
+struct Change
+{
+    std::string path; // the message's own
+    std::string interface;
+};
+
+/** Nothing when the message is dropped: for its signature, its path or an unreadable interface. */
+std::optional<Change> peekChange(const Site& site, sdbusplus::message_t& message,
+                                 bool (*ofInterest)(std::string_view))
+{
+    if (!hasSignature(site, message, changedSignature))
+    {
+        return std::nullopt;
+    }
+    std::string path = message.get_path();
+    if (!ofInterest(path))
+    {
+        return std::nullopt;
+    }
+    auto interface = peekInterface(site, message);
+    if (!interface)
+    {
+        return std::nullopt;
+    }
+    return Change{std::move(path), std::move(*interface)};
+}
+
 /** The whole body of a PropertiesChanged; the names of invalidated properties are dropped. */
-SignalRecord readChanged(sdbusplus::message_t& message, std::string path)
+SignalRecord readChanged(sdbusplus::message_t& message, const std::string& path)
 {
     SignalRecord record;
     record.type = SignalType::PropertiesChanged;
-    record.objectPath = std::move(path);
+    record.objectPath = path;
     std::vector<std::string> invalidated;
     message.read(record.interfaceName, record.changedProperties, invalidated);
     return record;
@@ -144,35 +181,26 @@ SignalRecord readChanged(sdbusplus::message_t& message, std::string path)
 
 void decodeSmbiosChanged(const Site& site, sdbusplus::message_t& message)
 {
-    if (!hasSignature(site, message, changedSignature))
+    const auto change = peekChange(site, message, isSmbiosPathOfInterest);
+    if (!change)
     {
         return;
     }
-    const std::string path = message.get_path();
-    if (!isSmbiosPathOfInterest(path))
+    if (contains(change->path, names::smbiosSlotPath))
     {
-        return;
-    }
-    const auto interface = peekInterface(site, message);
-    if (!interface)
-    {
-        return;
-    }
-
-    if (contains(path, names::smbiosSlotPath))
-    {
-        if (*interface == names::smbiosSlotInterface)
+        if (change->interface == names::smbiosSlotInterface)
         {
-            pushRecord(smbiosMessageQueue, readChanged(message, path));
+            pushRecord(smbiosMessageQueue, readChanged(message, change->path));
         }
         return;
     }
     // A processor's or cache's body is read whatever the interface: one that cannot be read asks
     // for recovery also when nobody cares for its properties.
-    SignalRecord record = readChanged(message, path);
-    const auto expected = contains(path, names::smbiosCpuPath) ? names::smbiosCpuInterface
-                                                               : names::smbiosCacheInterface;
-    if (*interface == expected)
+    SignalRecord record = readChanged(message, change->path);
+    const auto expected = contains(change->path, names::smbiosCpuPath)
+                              ? names::smbiosCpuInterface
+                              : names::smbiosCacheInterface;
+    if (change->interface == expected)
     {
         pushRecord(smbiosMessageQueue, std::move(record));
     }
@@ -194,24 +222,15 @@ bool isKovdChangeOfInterest(std::string_view path, std::string_view interface)
 
 void decodeKovdChanged(const Site& site, sdbusplus::message_t& message)
 {
-    if (!hasSignature(site, message, changedSignature))
+    const auto change = peekChange(site, message, isKovdPathOfInterest);
+    if (!change || !isKovdChangeOfInterest(change->path, change->interface))
     {
         return;
     }
-    const std::string path = message.get_path();
-    if (!isKovdPathOfInterest(path))
+    SignalRecord record = readChanged(message, change->path);
+    if (!contains(change->path, names::kovdBoardPciePath))
     {
-        return;
-    }
-    const auto interface = peekInterface(site, message);
-    if (!interface || !isKovdChangeOfInterest(path, *interface))
-    {
-        return;
-    }
-    SignalRecord record = readChanged(message, path);
-    if (!contains(path, names::kovdBoardPciePath))
-    {
-        LOG_AT(site, trace::error, "%s :Object path to be updated", path.c_str());
+        LOG_AT(site, trace::error, "%s :Object path to be updated", change->path.c_str());
     }
     pushRecord(kovdMessageQueue, std::move(record));
 }
@@ -228,10 +247,7 @@ try
     }
     else if (member == names::interfacesRemoved)
     {
-        if (!decodeRemoved(UTIL_SITE, message, isSmbiosPathOfInterest))
-        {
-            requestRecovery();
-        }
+        decodeRemoved(UTIL_SITE, message, isSmbiosPathOfInterest, AfterFailure::requestRecovery);
     }
     else if (member == names::propertiesChanged)
     {
@@ -259,9 +275,8 @@ try
     }
     else if (member == names::interfacesRemoved)
     {
-        // Unlike every other unreadable body this one asks for no recovery: discovery removes
-        // nothing, so a resync would not make up for it.
-        decodeRemoved(UTIL_SITE, message, isKovdInventory);
+        // On purpose no recovery is asked for here, unlike for every other unreadable body.
+        decodeRemoved(UTIL_SITE, message, isKovdInventory, AfterFailure::nothing);
     }
     else if (member == names::propertiesChanged)
     {

@@ -3,7 +3,8 @@
  *
  * Each decoder checks the body's signature, drops what no engine cares for (silently), copies the
  * body into a SignalRecord and pushes it. A message that cannot be read is logged and dropped, and
- * the recovery thread is asked for a resync in its place; a wrong signature is logged alone.
+ * the recovery thread is asked for a resync in its place, except for a removal that the platform
+ * daemon announces; a wrong signature is logged alone.
  *
  * Subscription thread only. Takes the lock of the queue or of the recovery request, never for
  * long; makes no bus call. Neither decoder throws.
