@@ -8,10 +8,15 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <fstream>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <unistd.h>
 
 namespace
 {
@@ -117,6 +122,25 @@ string shown(const PropertyValue& value)
     return std::to_string(std::get<std::uint8_t>(value));
 }
 
+/** Waits until the thread sleeps in the kernel, but not for long. */
+bool awaitAsleep(pid_t thread)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
+    while (std::chrono::steady_clock::now() < deadline)
+    {
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        string stat;
+        std::getline(file, stat);
+        const std::size_t name = stat.rfind(')'); // the state stands behind the name
+        if (name != string::npos && stat.compare(name, 3, ") S") == 0)
+        {
+            return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
+}
+
 class Insert : public testing::TestWithParam<Routine>
 {
   protected:
@@ -152,6 +176,29 @@ class Insert : public testing::TestWithParam<Routine>
         PropertyMap properties;
         return routine.objects.getObject(path, &properties) ? std::optional(properties)
                                                             : std::nullopt;
+    }
+
+    /** The insert has seen the object and waits for the pairs when the object goes. */
+    void insertWhileTheObjectVanishes(const PropertyMap& received) const
+    {
+        std::atomic<pid_t> inserting = 0;
+        std::thread thread;
+        {
+            MutexLock lock(associationPairsMutex);
+            thread = std::thread(
+                [&]
+                {
+                    inserting = gettid();
+                    insert(received);
+                });
+            while (inserting == 0)
+            {
+                std::this_thread::yield();
+            }
+            EXPECT_TRUE(awaitAsleep(inserting));
+            routine.objects.eraseObject(path);
+        }
+        thread.join();
     }
 
     /** The object is paired, as its own side has it. */
@@ -353,6 +400,23 @@ TEST_P(Insert, letsNoExceptionOfTheEngineOut)
     when("Association already exists " + path, [] { throw std::runtime_error("boom"); });
     EXPECT_NO_THROW(insert(routine.kept));
     EXPECT_EQ(stored(), routine.kept);
+}
+
+TEST_P(Insert, startsFromNothingWhenTheObjectVanishesMeanwhile)
+{
+    const PropertyMap received = {*routine.kept.begin()};
+    const string vanished = path + " Not able to get entry from the map";
+    // Should the thread have slept for another reason than the pairs, it is tried again.
+    for (int attempt = 0; attempt < 100 && !recorded_log::contains(vanished); ++attempt)
+    {
+        resetStore();
+        routine.objects.insertObject(path, routine.kept);
+        insertWhileTheObjectVanishes(received);
+    }
+    EXPECT_EQ(stored(), received);
+    EXPECT_EQ(recorded_log::summary(),
+              joined({start(), {said(9, vanished)}, keeps(received), routine.unmatched}));
+    EXPECT_TRUE(takeRecoveryRequest());
 }
 
 TEST_P(Insert, survivesMemoryThatRunsOutAnywhere)
