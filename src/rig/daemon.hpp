@@ -1,0 +1,87 @@
+#pragma once
+
+// The real daemon as a child process, its log in the hands of whoever started it.
+//
+// A thread drains the child's standard error all the time, so that the daemon never waits for its
+// reader. Destruction kills the child; should this process end without it, the kernel does.
+// One thread starts, signals and destroys it; log() may be read by any thread.
+
+#include "rig/log.hpp"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <thread>
+#include <vector>
+
+namespace rig
+{
+
+/** The well-known name that the daemon takes. */
+inline constexpr const char* daemonName = "com.vexa.kesto.kovdSupportService";
+
+struct DaemonOptions
+{
+    std::string program;
+
+    /** Its DBUS_SYSTEM_BUS_ADDRESS. */
+    std::string address;
+
+    /** Its DLOG_LEVEL: 9 for everything. */
+    int logLevel = 9;
+
+    /** More of its environment, each NAME=VALUE. */
+    std::vector<std::string> environment;
+
+    /** A file that gets a copy of the log; none when empty. */
+    std::string logFile;
+};
+
+class Daemon
+{
+  public:
+    /** Starts it; throws sim::Error. */
+    explicit Daemon(const DaemonOptions& options);
+    ~Daemon();
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    pid_t pid() const
+    {
+        return pid_;
+    }
+
+    const Log& log() const
+    {
+        return log_;
+    }
+
+    /** Sends a signal; does nothing when the daemon has ended. */
+    void signal(int number);
+
+    /** True as long as the process has not ended by itself or by kill(). */
+    bool running();
+
+    /** Waits for the process to end by itself. Its wait status; nothing when the time ran out. */
+    std::optional<int> waitForEnd(std::chrono::milliseconds limit);
+
+    /** Ends the process now. */
+    void kill();
+
+    /** Waits until the process has this many threads; false when the time ran out. */
+    bool waitForThreads(std::size_t count, std::chrono::milliseconds limit) const;
+
+    std::size_t threads() const;
+
+  private:
+    void drain(int pipe, int copy);
+    bool reap(int options);
+
+    pid_t pid_ = -1;
+    std::optional<int> status_;
+    Log log_;
+    std::thread reader_;
+};
+
+} // namespace rig

@@ -1,0 +1,29 @@
+#pragma once
+
+// Knowing that the daemon has done all its work, without a sleep.
+//
+// A probe takes the road of every signal: an empty PropertiesChanged of an object that does not
+// exist. The daemon's worker says so in its log and does nothing more. Since each road keeps its
+// order, all that a service sent before the probe has been worked off when that line appears; the
+// main loop's answer to two pings then says that every association has been written.
+//
+// What the recovery thread is asked for starts 5 s later and is not waited for. A daemon whose
+// workers were released by an interrupt never settles.
+
+#include "rig/daemon.hpp"
+#include "rig/observer.hpp"
+#include "sim/service.hpp"
+
+#include <chrono>
+#include <vector>
+
+namespace rig
+{
+
+/** Waits until the daemon has finished its start-up and worked off what the services sent before;
+ *  throws sim::Timeout. The services that do not run are left out; those that do have to be given,
+ *  the platform's first: its removals wait in the other's queue. */
+void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Service*>& services,
+            std::chrono::milliseconds limit);
+
+} // namespace rig
