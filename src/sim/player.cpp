@@ -238,8 +238,9 @@ void Player::set(sd_bus_message* request)
     const Properties changed{{wanted.property, wanted.value}};
     inventory_.change(wanted.path, wanted.interface, changed);
     announceChange(wanted.path, wanted.interface, changed);
-    check(sd_bus_reply_method_return(request, ""), "send a reply");
+    // Whoever has the reply finds the call in the journal.
     journal_.recordSet(std::move(record));
+    check(sd_bus_reply_method_return(request, ""), "send a reply");
 }
 
 void Player::performLateCalls()
