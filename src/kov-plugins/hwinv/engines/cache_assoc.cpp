@@ -279,24 +279,19 @@ catch (...)
     CPU_LOG(trace::error, "Unknown Exception in AddCacheAssoc");
 }
 
-void AssociateCacheObjs(const std::string& cpuPath, AssociationList& additions)
-try
+/** The tuples of the caches recorded for a processor, asked for at `site`. */
+static void appendRecordedCaches(const Site& site, const std::string& cpuPath,
+                                 AssociationList& additions) REQUIRES(cpuCacheAssociationPairsMutex)
 {
-    if (cpuPath.empty())
-    {
-        CPU_LOG(trace::error, "SMBIOS path is empty");
-        return;
-    }
-    MutexLock lock(cpuCacheAssociationPairsMutex);
     const auto cachePaths = cpuCacheAssociationPairs.cachesOfCPU(cpuPath);
     if (cachePaths.empty())
     {
-        CPU_LOG(trace::warning, "No associations found for path: %s", cpuPath.c_str());
+        LOG_AT(site, trace::warning, "No associations found for path: %s", cpuPath.c_str());
         return;
     }
     for (const std::string& cachePath : cachePaths)
     {
-        CPU_LOG(trace::error, "associated cacheobjpath  = %s", cachePath.c_str());
+        LOG_AT(site, trace::error, "associated cacheobjpath  = %s", cachePath.c_str());
     }
     // A recorded pair always yields a tuple, under "cache" when the handle is not known any more.
     for (const std::string& cachePath : cachePaths)
@@ -307,6 +302,25 @@ try
             handleName = names::cacheAssociation;
         }
         additions.push_back(cacheTuple(handleName, cachePath));
+    }
+}
+
+void AssociateCacheObjs(const std::string& cpuPath, AssociationList& additions)
+try
+{
+    if (cpuPath.empty())
+    {
+        CPU_LOG(trace::error, "SMBIOS path is empty");
+        return;
+    }
+    MutexLock lock(cpuCacheAssociationPairsMutex);
+    try
+    {
+        appendRecordedCaches(CPU_SITE, cpuPath, additions);
+    }
+    catch (...) // here and not below: the lock is held to the end
+    {
+        searchFailed(CPU_SITE);
     }
 }
 catch (...)
