@@ -73,7 +73,7 @@ void fake_clock::wakeAll()
     std::map<ConditionVariable*, Sleeper> asleep;
     {
         const std::lock_guard lock(mutex);
-        asleep = sleepers;
+        asleep.swap(sleepers); // whoever sleeps on comes anew, for awaitSleeper to see
     }
     for (const auto& [condition, sleeper] : asleep)
     {

@@ -16,7 +16,10 @@ namespace fake_clock
 
 void reset(); // time starts anew; nobody may be waiting
 
-/** Moves time on and wakes every sleeper, also those whose deadline has not come. */
+/**
+ * Moves time on and wakes every sleeper, also those whose deadline has not come. From then on they
+ * count as awake until they wait again.
+ */
 void advance(std::chrono::milliseconds by);
 
 /** Wakes every sleeper without moving time: a spurious wake-up. */
