@@ -83,16 +83,14 @@ TEST(Store, keepsEachKindOfObjectInAMapOfItsOwn)
 
 TEST(Store, guardsEachMapWithAMutexOfItsOwn)
 {
-    for (const NamedMap& held : maps)
+    // Always the later map under the earlier one's mutex, so that no two are taken both ways.
+    for (auto held = maps.begin(); held != maps.end(); ++held)
     {
-        MutexLock lock(held.mutex);
-        for (const NamedMap& other : maps)
+        MutexLock lock(held->mutex);
+        for (auto other = held + 1; other != maps.end(); ++other)
         {
-            if (&other != &held)
-            {
-                other.objects.insertObject("/object", {}); // would never return
-                EXPECT_EQ(other.objects.eraseObject("/object"), 0);
-            }
+            other->objects.insertObject("/object", {}); // would never return
+            EXPECT_EQ(other->objects.eraseObject("/object"), 0);
         }
         EXPECT_TRUE(addAssociationPair("/smbios", "/kovd"));
         std::string partner;
