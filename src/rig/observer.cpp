@@ -5,6 +5,7 @@
 #include "sim/value_message.hpp"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace rig
 {
@@ -52,13 +53,19 @@ sim::Message Observer::call(const std::string& service, const std::string& path,
 
 std::string Observer::ownerOf(const std::string& name)
 {
-    const sim::Message has = call(busName, busPath, busName, "NameHasOwner", {name});
-    if (!sim::readValue(has.get()).data.get<bool>())
+    try
     {
-        return "";
+        const sim::Message owner = call(busName, busPath, busName, "GetNameOwner", {name});
+        return sim::readValue(owner.get()).data.get<std::string>();
     }
-    const sim::Message owner = call(busName, busPath, busName, "GetNameOwner", {name});
-    return sim::readValue(owner.get()).data.get<std::string>();
+    catch (const sim::BusError& error)
+    {
+        if (error.code() == ENXIO) // the bus has no owner for it
+        {
+            return "";
+        }
+        throw;
+    }
 }
 
 bool Observer::waitForOwner(const std::string& name, std::chrono::milliseconds limit,

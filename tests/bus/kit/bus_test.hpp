@@ -48,7 +48,7 @@ sim::Associations ofProcessor(unsigned cpu, const std::vector<unsigned>& cacheLe
 /** What the lists have to be when everything of makeInventory(slots, cpus) has paired. */
 Lists listsOf(unsigned slots, unsigned cpus = 0);
 
-/** The program under test. */
+/** The program under test: the one just built, or what HWINV_DAEMON names. */
 std::string daemonProgram();
 
 class BusTest : public testing::Test
