@@ -169,7 +169,11 @@ bool Inventory::isManager(const std::string& path) const
 std::set<std::string> Inventory::children(const std::string& path) const
 {
     std::set<std::string> names;
-    const std::string prefix = path == "/" ? path : path + "/";
+    std::string prefix = path;
+    if (path != "/")
+    {
+        prefix += '/';
+    }
     for (auto it = objects_.lower_bound(prefix);
          it != objects_.end() && it->first.starts_with(prefix); ++it)
     {

@@ -21,7 +21,7 @@ std::string cutBehind(std::string& text, char mark)
     {
         return "";
     }
-    const std::string behind = text.substr(at + 1);
+    std::string behind = text.substr(at + 1);
     text.resize(at);
     return behind;
 }

@@ -25,8 +25,18 @@ struct Options
     std::string address;
     std::string service;
     hwinv_sim::ServeOptions serve;
-    std::vector<std::string> failures, hangs, delays;
-    std::string path, file, json, interface, property, type, value, member, folder;
+    std::vector<std::string> failures;
+    std::vector<std::string> hangs;
+    std::vector<std::string> delays;
+    std::string path;
+    std::string file;
+    std::string json;
+    std::string interface;
+    std::string property;
+    std::string type;
+    std::string value;
+    std::string member;
+    std::string folder;
     std::vector<std::string> interfaces;
 };
 
@@ -193,9 +203,7 @@ void addFaultCommands(CLI::App& app, std::function<int()>& chosen, Options& o)
             [](Client& client) { client.clearFaults(); });
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
     CLI::App app("Simulates the SMBIOS service and the platform's inventory service on a bus.");
     Options options;
@@ -211,15 +219,23 @@ int main(int argc, char** argv)
     try
     {
         app.parse(argc, argv);
-        return chosen();
     }
     catch (const CLI::ParseError& error)
     {
         return app.exit(error) == 0 ? 0 : 1;
     }
-    catch (const std::exception& error)
-    {
-        std::cerr << "hwinv_sim: " << error.what() << "\n";
-        return 1;
-    }
+    return chosen();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+try
+{
+    return run(argc, argv);
+}
+catch (const std::exception& error)
+{
+    std::cerr << "hwinv_sim: " << error.what() << "\n";
+    return 1;
 }
