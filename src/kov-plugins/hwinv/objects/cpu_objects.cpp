@@ -43,15 +43,15 @@ const InsertRule smbiosCacheRule{smbiosCacheObjs, smbiosCacheKept, "=", source::
                                  object_type::smbiosCache};
 const InsertRule kovdCpuRule{kovdCPUObjs, kovdCpuKept, " = ", source::kovd, object_type::kovdCpu};
 
-/** Says which partner an SMBIOS processor has, or that it has none. */
-void logPartner(const Site& site, const std::string& smbiosPath, const std::string& kovdPath)
+/** Says which partner an SMBIOS processor has, or that it has none (null). */
+void logPartner(const Site& site, const std::string& smbiosPath, const std::string* kovdPath)
 {
-    if (kovdPath.empty())
+    if (kovdPath == nullptr)
     {
         LOG_AT(site, trace::warning, "%s No associations found for path", smbiosPath.c_str());
         return;
     }
-    LOG_AT(site, trace::error, "%s associated kovd objpath", kovdPath.c_str());
+    LOG_AT(site, trace::error, "%s associated kovd objpath", kovdPath->c_str());
 }
 
 /** Forgets the pairs of an SMBIOS processor with its caches; the caches, logged. */
@@ -208,8 +208,8 @@ try
         CPU_LOG(trace::info, "%s successfully removed from the map", path.c_str());
     }
     std::string kovdPath;
-    takeAssociatedKOVDPath(path, kovdPath);
-    logPartner(CPU_SITE, path, kovdPath);
+    const bool paired = takeAssociatedKOVDPath(path, kovdPath);
+    logPartner(CPU_SITE, path, paired ? &kovdPath : nullptr);
     std::vector<std::string> endpoints = releaseCaches(CPU_SITE, path);
     if (kovdPath.empty())
     {
@@ -250,9 +250,9 @@ try
     // Only the first processor's list is corrected; a second one keeps the tuple.
     CPU_LOG(trace::error, "associated smbios objpath  = %s", cpuPaths.front().c_str());
     std::string kovdPath;
-    findAssociatedKOVDPath(cpuPaths.front(), kovdPath);
-    logPartner(CPU_SITE, cpuPaths.front(), kovdPath);
-    if (kovdPath.empty())
+    const bool paired = findAssociatedKOVDPath(cpuPaths.front(), kovdPath);
+    logPartner(CPU_SITE, cpuPaths.front(), paired ? &kovdPath : nullptr);
+    if (!paired)
     {
         return;
     }
