@@ -58,6 +58,10 @@ int millisecondsUntil(Clock::time_point deadline)
 // False when the sink takes nothing until the deadline, or never will.
 bool waitWritable(Clock::time_point deadline)
 {
+    if (sinkIsFile)
+    {
+        return true;
+    }
     for (;;)
     {
         pollfd sink{STDERR_FILENO, POLLOUT, 0};

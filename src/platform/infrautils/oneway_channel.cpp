@@ -15,7 +15,8 @@
  * is taken along, with a byte left over that wakes the loop once for nothing; a unit queued
  * afterwards finds the list empty and writes its own byte. A pipe that refuses the byte with EAGAIN
  * is full of earlier ones, and one is enough. A unit that is queued by a running unit waits for the
- * next round, so the bus gets its turn in between.
+ * next round, so the bus gets its turn in between; it gets none within a round, however long that
+ * is.
  *
  * A unit that fails costs only itself. Its result is not looked at, for it has said itself what
  * went wrong; what it throws becomes one line here, because an exception that left the source's
