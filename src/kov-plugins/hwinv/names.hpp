@@ -1,5 +1,6 @@
 /*
- * Every name that the daemon says or listens to on the bus, and every time it waits: once.
+ * The names that the daemon says or listens to on the bus, and every time it waits: once. Not here
+ * are the properties that are kept but never matched; they stand in the tables that keep them.
  *
  * Views of literals, so `.data()` is a terminated text. Times are durations of the steady clock.
  * Constant after start-up.

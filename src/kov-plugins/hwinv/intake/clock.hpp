@@ -2,7 +2,7 @@
  * The steady clock and the one timed wait on it. A program that is linked with another clock.cpp
  * sees hours pass as it likes; the daemon has no knob for it.
  *
- * Any thread.
+ * Any thread; takes its own lock.
  */
 #pragma once
 

@@ -44,18 +44,13 @@ sdbusplus::message_t callGetManagedObjects(sdbusplus::bus_t& bus, std::string_vi
     return call(bus, service, path, names::objectManagerInterface, "GetManagedObjects");
 }
 
-ManagedObjectMap readObjects(sdbusplus::message_t& reply)
-{
-    ManagedObjectMap objects;
-    reply.read(objects);
-    return objects;
-}
-
 /** The objects of a platform root. The reply is gone when they are returned. */
 ManagedObjectMap kovdObjects(sdbusplus::bus_t& bus, std::string_view path)
 {
     auto reply = callGetManagedObjects(bus, names::kovdService, path);
-    return readObjects(reply);
+    ManagedObjectMap objects;
+    reply.read(objects);
+    return objects;
 }
 
 /** Inserts, in path order, whatever has a row; each logged at `site` behind `label`. */
@@ -129,14 +124,18 @@ void GetManagedObjsSMBIOS(sdbusplus::bus_t& bus)
 try
 {
     UTIL_LOG(trace::info, "SMBIOS service is available");
-    auto reply = callGetManagedObjects(bus, names::smbiosService, names::inventoryPath);
-    UTIL_LOG(trace::info, "SMBIOS object reply received");
-    if (reply.is_method_error())
+    ManagedObjectMap objects;
     {
-        UTIL_LOG(trace::error, "SMBIOS object reply error");
-        return;
+        auto reply = callGetManagedObjects(bus, names::smbiosService, names::inventoryPath);
+        UTIL_LOG(trace::info, "SMBIOS object reply received");
+        if (reply.is_method_error())
+        {
+            UTIL_LOG(trace::error, "SMBIOS object reply error");
+            return;
+        }
+        reply.read(objects);
     }
-    insertObjects(UTIL_SITE, "SMBIOSObjPath", smbiosRows, readObjects(reply));
+    insertObjects(UTIL_SITE, "SMBIOSObjPath", smbiosRows, objects);
 }
 catch (const std::exception& e)
 {

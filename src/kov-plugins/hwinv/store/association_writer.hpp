@@ -36,8 +36,8 @@ int setAssociations(void* context, void* data, unsigned long size);
 
 /**
  * Hands the complete list for the KOVD object to the main loop. Returns the executor's result, 0
- * when it was handed over; any other is logged at `site`. Whether the write succeeds is not known
- * here.
+ * when it was handed over; any other is logged at `site`, and a caller with no more to say of it
+ * may ignore it, for nothing is retried. Whether the write succeeds is not known here.
  *
  * Any thread; takes the executor's lock.
  */

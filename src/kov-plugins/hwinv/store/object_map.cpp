@@ -7,12 +7,13 @@ void ObjectMap::insertObject(const std::string& path, PropertyMap properties)
 {
     auto object = std::make_shared<const StoredObject>(StoredObject{path, std::move(properties)});
 
+    Snapshot outdated; // freed, like the replaced object, when the lock is free again
     MutexLock lock(mutex_);
-    snapshot_.reset();
+    outdated.swap(snapshot_);
     const auto at = objects_.begin() + (lowerBound(path) - objects_.cbegin());
     if (at != objects_.end() && (*at)->path == path)
     {
-        *at = std::move(object);
+        at->swap(object);
         return;
     }
     objects_.insert(at, std::move(object));
@@ -25,13 +26,16 @@ bool ObjectMap::hasObject(std::string_view path) const
 
 int ObjectMap::eraseObject(std::string_view path)
 {
+    Snapshot outdated; // freed, like the object, when the lock is free again
+    SharedObject erased;
     MutexLock lock(mutex_);
     const auto at = lowerBound(path);
     if (at == objects_.end() || (*at)->path != path)
     {
         return -1;
     }
-    snapshot_.reset();
+    outdated.swap(snapshot_);
+    erased = *at;
     objects_.erase(at);
     return 0;
 }

@@ -140,11 +140,6 @@ class Candidates
         return {*this, snapshot_->size()};
     }
 
-    bool empty() const
-    {
-        return snapshot_->empty();
-    }
-
   private:
     const ObjectMap& map_;
     ObjectMap::Snapshot snapshot_;

@@ -2,9 +2,9 @@
  * What the daemon knows of the two inventories: one map per kind of object, each with a mutex of
  * its own, and the association list last written on each platform processor.
  *
- * Built before main and kept until the process ends. No map is ever emptied as a whole: a resync
- * overwrites entries. No two of these mutexes are held at once, with one exception that
- * cpu_cache_pairs.hpp tells.
+ * Any thread; takes its own lock. Built before main and kept until the process ends. No map is ever
+ * emptied as a whole: a resync overwrites entries. No two of these mutexes are held at once, with
+ * one exception that cpu_cache_pairs.hpp tells.
  */
 #pragma once
 
