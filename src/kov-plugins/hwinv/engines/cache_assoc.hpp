@@ -5,7 +5,7 @@
  * is paired with its SMBIOS processor, at once or when that one arrives. A pair is recorded once
  * and stays until the cache or its processor is removed.
  *
- * Any thread; each store operation takes its own lock. AssociateCacheObjs holds
+ * Any thread; takes its own lock. AssociateCacheObjs holds
  * cpuCacheAssociationPairsMutex to its end while it takes the object maps' mutexes: nobody takes
  * it the other way round.
  */

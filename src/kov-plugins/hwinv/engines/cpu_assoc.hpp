@@ -5,7 +5,7 @@
  * The SMBIOS direction adds to the list last written; the KOVD direction writes exactly what it
  * finds now and replaces whatever the object carried.
  *
- * Any thread; each store operation takes its own lock. None of these throws.
+ * Any thread; takes its own lock. None of these throws.
  */
 #pragma once
 

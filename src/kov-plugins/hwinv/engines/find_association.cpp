@@ -12,6 +12,7 @@
 #include "trace.hpp"
 
 #include <exception>
+#include <vector>
 
 namespace
 {
@@ -28,13 +29,13 @@ bool alreadyAssociated(const Site& site, int side, const std::string& path)
 }
 
 /**
- * The SMBIOS slot of the KOVD object `twin` that `path` takes after. False, and logged for `path`,
- * when the twin has none.
+ * The SMBIOS slot of the KOVD object `model` that `path` takes after. False, and logged for `path`,
+ * when the model has none.
  */
-bool inheritedSlot(const Site& site, const std::string& twin, const std::string& path,
+bool inheritedSlot(const Site& site, const std::string& model, const std::string& path,
                    std::string& smbiosPath)
 {
-    if (!findAssociatedSMBIOSPath(twin, smbiosPath) || smbiosPath.empty())
+    if (!findAssociatedSMBIOSPath(model, smbiosPath) || smbiosPath.empty())
     {
         LOG_AT(site, trace::error, "SMBIOS association not found for objPath: %s", path.c_str());
         return false;
@@ -171,13 +172,13 @@ void FindAssociation(int sourceCode, int objectType, const std::string& path)
 void AssociateSMBIOSPCIESlotsObjToKOVDObjs()
 try
 {
-    const Candidates slots(smbiosPCIeSlotObjs);
-    if (slots.empty())
+    const std::vector<std::string> paths = smbiosPCIeSlotObjs.listObjectPaths();
+    if (paths.empty())
     {
         UTIL_LOG(trace::error, "No SMBIOS objects found in the map");
         return;
     }
-    for (const auto [path, slot] : slots)
+    for (const std::string& path : paths)
     {
         if (isPathAssociated(smbiosSide, path))
         {
@@ -185,6 +186,9 @@ try
                      path.c_str());
             continue;
         }
+        // Only now: a slot that was paired a moment ago and is being removed must not be paired
+        // once more from an earlier look at it.
+        const SharedObject slot = smbiosPCIeSlotObjs.findObject(path);
         const CandidateState state = examine(UTIL_SITE, "SMBIOS", path, slot);
         if (state == CandidateState::vanished)
         {

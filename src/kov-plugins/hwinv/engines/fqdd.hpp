@@ -37,7 +37,8 @@ FqddTokens splitFqdd(std::string_view fqdd);
 
 /**
  * The number whose digits start at `position`; -1 when no digit stands there. Throws
- * std::out_of_range when the run of digits does not fit an int.
+ * std::out_of_range when the run of digits does not fit an int. Allocates for a run of more than
+ * fifteen.
  */
 int parseDigitsAt(std::string_view text, std::size_t position);
 

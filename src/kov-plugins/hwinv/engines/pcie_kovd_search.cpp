@@ -1,6 +1,6 @@
 #include "engines/pcie_kovd_search.hpp"
 
-#include "engines/find_association.hpp"
+#include "engines/association_codes.hpp"
 #include "engines/pcie_match.hpp"
 #include "engines/pcie_tuple.hpp"
 #include "store/association_writer.hpp"
@@ -43,7 +43,7 @@ void recordDevice(const Site& site, const std::string& smbiosPath, const std::st
         LOG_AT(site, trace::info, "Association added successfully");
         return;
     }
-    // Normal: the slot object holds the pair.
+    // Normal: the slot object holds the pair. The device is written all the same.
     LOG_AT(site, trace::info, "Not able to add association");
 }
 
@@ -110,6 +110,7 @@ void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& sm
         }
         else
         {
+            // The slot counts as matched and is written all the same.
             UTIL_LOG(trace::info, "Already present in active associations");
         }
         matchedSlotPath = kovdPath;
@@ -182,7 +183,7 @@ try
     }
     else
     {
-        // Normal: the slot object holds the pair.
+        // Normal: the slot object holds the pair. The twin is written all the same.
         UTIL_LOG(trace::error, "Failed to add association in the map");
     }
     sendAssociations(UTIL_SITE, *twin, slotAssociationList(smbiosPath));

@@ -6,7 +6,7 @@
  * normally the one with its slot object; the pairs of its devices and of its twin are offered,
  * refused and logged, and their associations are written all the same.
  *
- * Any thread; each store operation takes its own lock.
+ * Any thread; takes its own lock.
  */
 #pragma once
 
@@ -14,7 +14,7 @@
 
 #include <string>
 
-/** Serves SMBIOS slots (type 1 of find_association.hpp); anything else is logged. Never throws. */
+/** Serves SMBIOS slots (type 1 of association_codes.hpp); anything else is logged. Never throws. */
 void IterateKOVDObjs(const std::string& smbiosPath, int objectType);
 
 /** The three searches in their order, sharing the path of the slot that the first one matches. */

@@ -15,9 +15,9 @@ constexpr std::uint8_t locatorSlot = 6;
 constexpr std::uint8_t locatorDriveBay = 9;
 
 /** The precision with which "%.*s" prints a view. */
-int length(std::string_view token)
+int precision(std::string_view text)
 {
-    return static_cast<int>(token.size());
+    return static_cast<int>(text.size());
 }
 
 /** The property's value, null when the map has no such name. */
@@ -77,6 +77,7 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
     const PropertyValue* slotId = find(smbios, names::slotId);
     const PropertyValue* instance = find(kovd, names::pcieLocatorInstanceNum);
     const PropertyValue* locator = find(kovd, names::pcieLocatorType);
+    // All three are needed; an object without them is no slot of this kind.
     if (slotId == nullptr || instance == nullptr || locator == nullptr)
     {
         return false;
@@ -84,6 +85,7 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
     const auto smbiosSlotId = std::get<std::uint16_t>(*slotId);
     const auto kovdInstance = std::get<std::uint16_t>(*instance);
     const auto locatorType = std::get<std::uint8_t>(*locator);
+    // Most candidates end here, before any text is looked at. Zero is a number like any other.
     if (smbiosSlotId != kovdInstance)
     {
         return false;
@@ -96,6 +98,7 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
         return false;
     }
 
+    // A designation that speaks of a bay fits drive bays alone, and they fit no other.
     const bool bay = containsNoCase(designation, "BAY");
     switch (locatorType)
     {
@@ -117,6 +120,7 @@ bool matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
         return false;
     }
 
+    // No slot id here: a device has none. The descriptor itself says whether it is a drive.
     const bool bay = containsNoCase(designation, "BAY");
     if (fqdd.find("Disk.Bay.") != std::string_view::npos)
     {
@@ -159,7 +163,7 @@ bool matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap
         return false;
     }
     const std::string_view slot = tokens.token[2];
-    LOG_AT(site, trace::detail, "Slot number=%.*s", length(slot), slot.data());
+    LOG_AT(site, trace::detail, "Slot number=%.*s", precision(slot), slot.data());
     // As text, not as a number: "01" is another socket than "1".
     return equalsExact(upperSocket, std::string("CPU").append(slot));
 }
@@ -198,25 +202,21 @@ catch (...)
 bool matchFQDD(std::string_view designation, std::string_view fqdd)
 {
     const FqddTokens tokens = splitFqdd(fqdd);
-    UTIL_LOG(trace::info, "KOVD fqdd %.*s", length(fqdd), fqdd.data());
-    UTIL_LOG(trace::info, "SMBIOS fqdd %.*s", length(designation), designation.data());
+    UTIL_LOG(trace::info, "KOVD fqdd %.*s", precision(fqdd), fqdd.data());
+    UTIL_LOG(trace::info, "SMBIOS fqdd %.*s", precision(designation), designation.data());
     if (!hasThreeTokens(UTIL_SITE, tokens))
     {
         return false;
     }
     const auto& [deviceType, slotType, slotNumber] = tokens.token;
-    UTIL_LOG(trace::info, "Device Type=%.*s", length(deviceType), deviceType.data());
-    UTIL_LOG(trace::info, "Slot Type=%.*s", length(slotType), slotType.data());
-    UTIL_LOG(trace::info, "Slot number=%.*s", length(slotNumber), slotNumber.data());
+    UTIL_LOG(trace::info, "Device Type=%.*s", precision(deviceType), deviceType.data());
+    UTIL_LOG(trace::info, "Slot Type=%.*s", precision(slotType), slotType.data());
+    UTIL_LOG(trace::info, "Slot number=%.*s", precision(slotNumber), slotNumber.data());
 
     if (!equalsExact(toUpperCopy(slotType), "SLOT"))
     {
         return false;
     }
-    const bool deviceMatch =
-        containsNoCase(designation, deviceType) || containsNoCase(designation, "PCIe");
-    const bool slotTypeMatch = containsNoCase(designation, slotType);
-
     // Only the slot is asked for; a designation without a bay still names one.
     SlotAndBay smbios;
     parseSlotAndBay(designation, smbios);
@@ -229,12 +229,17 @@ bool matchFQDD(std::string_view designation, std::string_view fqdd)
     const SlotVerdict verdict = compareSlots(smbios.slot, *fqddSlot);
     UTIL_LOG(trace::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, *fqddSlot,
              verdict.text);
-    if (!slotTypeMatch || !verdict.match)
+    if (!verdict.match || !containsNoCase(designation, slotType))
     {
         return false;
     }
+    // The designation names the device, or says PCIe, which any device may be.
+    if (containsNoCase(designation, deviceType) || containsNoCase(designation, "PCIe"))
+    {
+        return true;
+    }
     // A placeholder stands for whatever device sits in the slot.
-    return deviceMatch || equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
+    return equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
 }
 
 SlotVerdict compareSlots(int smbiosSlot, int fqddSlot)
@@ -261,11 +266,12 @@ bool matchDiskBay(std::string_view designation, std::string_view fqdd)
     {
         return false;
     }
-    if (smbios.slot == -1 || kovd.disk == -1 || smbios.bay == -1)
+    // A text that was found without a number behind it names nothing.
+    if (smbios.slot == -1 || kovd.disk == -1 || smbios.bay == -1 || kovd.enclosure == -1)
     {
         return false;
     }
-    return smbios.slot == kovd.disk && kovd.enclosure != -1 && smbios.bay == kovd.enclosure;
+    return smbios.slot == kovd.disk && smbios.bay == kovd.enclosure;
 }
 
 bool convertPath(std::string_view path, std::string& boardPath)
@@ -276,9 +282,9 @@ try
     {
         return false;
     }
-    std::string converted(names::kovdBoardPath);
-    converted.append(path.substr(slash));
-    boardPath = std::move(converted);
+    const std::string_view leaf = path.substr(slash);
+    boardPath.reserve(names::kovdBoardPath.size() + leaf.size()); // all that can fail, up front
+    boardPath.assign(names::kovdBoardPath).append(leaf);
     return true;
 }
 catch (const std::exception& e)

@@ -50,6 +50,7 @@ SlotVerdict compareSlots(int smbiosSlot, int fqddSlot);
 
 /**
  * Rewrites an object path onto the board's inventory: the board path with the leaf of `path`.
- * False, with `boardPath` left as it was, when the path is empty, has no "/" or ends in one.
+ * False, with `boardPath` left as it was, when the path is empty, has no "/" or ends in one. The
+ * two must not overlap.
  */
 bool convertPath(std::string_view path, std::string& boardPath);

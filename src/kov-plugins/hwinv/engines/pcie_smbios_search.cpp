@@ -1,7 +1,7 @@
 #include "engines/pcie_smbios_search.hpp"
 
+#include "engines/association_codes.hpp"
 #include "engines/candidate.hpp"
-#include "engines/find_association.hpp"
 #include "engines/pcie_match.hpp"
 #include "engines/pcie_tuple.hpp"
 #include "store/association_writer.hpp"

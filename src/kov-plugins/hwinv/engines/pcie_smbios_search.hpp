@@ -2,7 +2,7 @@
  * From one KOVD object to its SMBIOS slot: the stored slots are compared in path order, and the
  * first match wins.
  *
- * Any thread; each store operation takes its own lock. Neither function throws.
+ * Any thread; takes its own lock. Neither function throws.
  */
 #pragma once
 
@@ -12,7 +12,7 @@
 
 /**
  * Searches for a stored KOVD slot, slot device or chassis object (`objectType` of
- * find_association.hpp). An object that is not stored, has no properties or is of another type is
+ * association_codes.hpp). An object that is not stored, has no properties or is of another type is
  * logged.
  */
 void IterateSMBIOSObjs(const std::string& kovdPath, int objectType);

@@ -10,7 +10,7 @@
  * processor. They stop at the first step that fails and then write nothing; the object and its
  * pairs are gone by then.
  *
- * Any thread; each store operation takes its own lock. None throws.
+ * Any thread; takes its own lock. None throws.
  */
 #pragma once
 

@@ -18,8 +18,8 @@ const KeptProperty* findKept(std::span<const KeptProperty> table, std::string_vi
 }
 
 /** The value as the kept type; logged. */
-PropertyValue readAs(const Site& site, const char* separator, const std::string& name,
-                     const PropertyValue& value, KeptType type)
+PropertyValue readAndLog(const Site& site, const char* separator, const std::string& name,
+                         const PropertyValue& value, KeptType type)
 {
     if (type == KeptType::string)
     {
@@ -49,7 +49,7 @@ void storeAndAssociate(const Site& site, const InsertRule& rule, const std::stri
         {
             continue;
         }
-        working.insert_or_assign(name, readAs(site, rule.separator, name, value, kept->type));
+        working.insert_or_assign(name, readAndLog(site, rule.separator, name, value, kept->type));
         any = true;
     }
     if (!any)

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include "engines/association_codes.hpp"
 #include "store/object_map.hpp"
 #include "store/types.hpp"
 #include "trace.hpp"
@@ -32,7 +33,7 @@ struct InsertRule
     ObjectMap& objects;
     std::span<const KeptProperty> kept;
     const char* separator; // between name and value in the log
-    int sourceCode;        // of FindAssociation
+    int sourceCode;        // of FindAssociation, and the side of the pair table
     int objectType;        // of FindAssociation
 };
 

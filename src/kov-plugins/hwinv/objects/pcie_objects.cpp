@@ -10,6 +10,7 @@
 
 #include <array>
 #include <exception>
+#include <utility>
 
 namespace
 {
@@ -51,11 +52,11 @@ const InsertRule kovdDeviceRule{kovdPCIeDeviceObjs, kovdDeviceKept, "=", source:
 const InsertRule kovdChassisRule{kovdChassisPathSlotObjs, kovdChassisKept, "=", source::kovd,
                                  object_type::kovdChassisSlot};
 
-void insertPCIeObject(const Site& site, const InsertRule& rule, int side, const std::string& path,
+void insertPCIeObject(const Site& site, const InsertRule& rule, const std::string& path,
                       const PropertyMap& received)
 {
     const bool stored = rule.objects.hasObject(path);
-    if (stored && isPathAssociated(side, path))
+    if (stored && isPathAssociated(rule.sourceCode, path))
     {
         LOG_AT(site, trace::info, "Association exists %s", path.c_str());
         return;
@@ -112,7 +113,7 @@ void insertFailed(const Site& site)
 void InsertSMBIOSPCIeSlotObj(const std::string& path, const PropertyMap& received)
 try
 {
-    insertPCIeObject(UTIL_SITE, smbiosSlotRule, smbiosSide, path, received);
+    insertPCIeObject(UTIL_SITE, smbiosSlotRule, path, received);
 }
 catch (...)
 {
@@ -123,7 +124,7 @@ void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received)
 try
 {
     UTIL_LOG(trace::detail, "KOVDpath = %s", path.c_str());
-    insertPCIeObject(UTIL_SITE, kovdSlotRule, kovdSide, path, received);
+    insertPCIeObject(UTIL_SITE, kovdSlotRule, path, received);
 }
 catch (...)
 {
@@ -134,7 +135,7 @@ void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& receiv
 try
 {
     UTIL_LOG(trace::detail, "KOVDPath:%s", path.c_str());
-    insertPCIeObject(UTIL_SITE, kovdDeviceRule, kovdSide, path, received);
+    insertPCIeObject(UTIL_SITE, kovdDeviceRule, path, received);
 }
 catch (...)
 {
@@ -145,7 +146,7 @@ void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& r
 try
 {
     UTIL_LOG(trace::detail, "KovdPath:%s", path.c_str());
-    insertPCIeObject(UTIL_SITE, kovdChassisRule, kovdSide, path, received);
+    insertPCIeObject(UTIL_SITE, kovdChassisRule, path, received);
 }
 catch (...)
 {

@@ -6,7 +6,7 @@
  * associated. An object that is paired already is left as it is, whatever changed. A property of
  * an unexpected type is logged, stores nothing and requests recovery.
  *
- * Any thread; each store operation takes its own lock. None throws.
+ * Any thread; takes its own lock. None throws.
  */
 #pragma once
 
