@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -101,64 +102,89 @@ int openCopy(const std::string& file)
 
 } // namespace
 
-Daemon::Daemon(const DaemonOptions& options)
+Daemon::Daemon(const DaemonOptions& options) : buffer_(pipeSize)
 {
     if (access(options.program.c_str(), X_OK) < 0)
     {
         fail("run the daemon " + options.program);
     }
-    const int copy = openCopy(options.logFile);
+    copy_ = openCopy(options.logFile);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) < 0)
     {
         fail("make a pipe");
     }
-    fcntl(ends[1], F_SETPIPE_SZ, pipeSize);
-    auto environment = environmentFor(options);
-    const auto variables = pointersTo(environment);
-    const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ == 0)
-    {
-        become(options.program.c_str(), variables.data(), ends[1], parent);
-    }
+    pipe_ = ends[0];
+    fcntl(pipe_, F_SETFL, O_NONBLOCK);
+    fcntl(pipe_, F_SETPIPE_SZ, pipeSize);
+    start(options, ends[1]);
     close(ends[1]);
     if (pid_ < 0)
     {
-        close(ends[0]);
+        close(pipe_);
         fail("start the daemon");
     }
-    reader_ = std::thread([this, pipe = ends[0], copy] { drain(pipe, copy); });
+    reader_ = std::thread([this] { drain(); });
 }
 
 Daemon::~Daemon()
 {
     kill();
     reader_.join();
+    close(pipe_);
+    if (copy_ >= 0)
+    {
+        close(copy_);
+    }
 }
 
-void Daemon::drain(int pipe, int copy)
+void Daemon::start(const DaemonOptions& options, int log)
 {
-    std::vector<char> buffer(pipeSize);
+    auto environment = environmentFor(options);
+    const auto variables = pointersTo(environment);
+    const pid_t parent = getpid();
+    pid_ = fork();
+    if (pid_ == 0)
+    {
+        become(options.program.c_str(), variables.data(), log, parent);
+    }
+}
+
+void Daemon::drain()
+{
+    do
+    {
+        pollfd ready{pipe_, POLLIN, 0};
+        poll(&ready, 1, -1);
+    } while (readWhatIsThere());
+    log_.end();
+}
+
+/** False when the daemon will write no more. */
+bool Daemon::readWhatIsThere() const
+{
+    const std::lock_guard lock(readMutex_);
     while (true)
     {
-        const ssize_t got = read(pipe, buffer.data(), buffer.size());
+        const ssize_t got = read(pipe_, buffer_.data(), buffer_.size());
         if (got < 0 && errno == EINTR)
         {
             continue;
         }
         if (got <= 0)
         {
-            break;
+            return got < 0 && errno == EAGAIN;
         }
-        const std::string_view bytes(buffer.data(), static_cast<std::size_t>(got));
+        const std::string_view bytes(buffer_.data(), static_cast<std::size_t>(got));
         [[maybe_unused]] const ssize_t copied =
-            copy < 0 ? 0 : write(copy, bytes.data(), bytes.size()); // a copy is not worth a failure
+            copy_ < 0 ? 0 : write(copy_, bytes.data(), bytes.size()); // worth no failure
         log_.append(bytes);
     }
-    close(pipe);
-    close(copy);
-    log_.end();
+}
+
+void Daemon::catchUp() const
+{
+    readWhatIsThere();
 }
 
 bool Daemon::reap(int options)

@@ -4,11 +4,12 @@
 //
 // A thread drains the child's standard error all the time, so that the daemon never waits for its
 // reader. Destruction kills the child; should this process end without it, the kernel does.
-// One thread starts, signals and destroys it; log() may be read by any thread.
+// One thread starts, signals and destroys it; its log may be read by any thread.
 
 #include "rig/log.hpp"
 
 #include <chrono>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -52,10 +53,14 @@ class Daemon
         return pid_;
     }
 
+    /** The lines read so far. */
     const Log& log() const
     {
         return log_;
     }
+
+    /** Everything that the daemon has written up to now is in log() when this returns. */
+    void catchUp() const;
 
     /** Sends a signal; does nothing when the daemon has ended. */
     void signal(int number);
@@ -75,12 +80,20 @@ class Daemon
     std::size_t threads() const;
 
   private:
-    void drain(int pipe, int copy);
+    void start(const DaemonOptions& options, int log);
+    void drain();
+    bool readWhatIsThere() const;
     bool reap(int options);
 
     pid_t pid_ = -1;
     std::optional<int> status_;
-    Log log_;
+
+    mutable std::mutex readMutex_; // held from a read to its append: bytes stay in their order
+    mutable Log log_;
+    mutable std::vector<char> buffer_;
+
+    int pipe_ = -1;
+    int copy_ = -1;
     std::thread reader_;
 };
 

@@ -99,6 +99,7 @@ void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Ser
     }
     observer.ping(daemonName);
     observer.ping(daemonName);
+    daemon.catchUp();
 }
 
 } // namespace rig

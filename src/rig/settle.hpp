@@ -20,9 +20,10 @@
 namespace rig
 {
 
-/** Waits until the daemon has finished its start-up and worked off what the services sent before;
- *  throws sim::Timeout. The services that do not run are left out; those that do have to be given,
- *  the platform's first: its removals wait in the other's queue. */
+/** Waits until the daemon has finished its start-up and worked off what the services sent before,
+ *  and all that it wrote about it is in its log; throws sim::Timeout. The services that do not run
+ * are left out; those that do have to be given, the platform's first: its removals wait in the
+ * other's queue. */
 void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Service*>& services,
             std::chrono::milliseconds limit);
 

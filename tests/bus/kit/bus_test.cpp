@@ -136,6 +136,7 @@ Lists BusTest::lists()
 
 Texts BusTest::logged(const std::string& function) const
 {
+    daemon_->catchUp();
     Texts texts;
     for (const auto& line : daemon_->log().lines())
     {
@@ -149,6 +150,7 @@ Texts BusTest::logged(const std::string& function) const
 
 std::size_t BusTest::times(const std::string& function, const std::string& text) const
 {
+    daemon_->catchUp();
     return daemon_->log().count(rig::says(function, text));
 }
 
@@ -160,7 +162,9 @@ void BusTest::TearDown()
     }
     if (!mayEnd_)
     {
-        EXPECT_TRUE(daemon_->running()) << "the daemon ended by itself; " << tailOf(daemon_->log());
+        EXPECT_TRUE(daemon_->running())
+            << "the daemon ended by itself, wait status "
+            << daemon_->waitForEnd(patience).value_or(-1) << "; " << tailOf(daemon_->log());
     }
     daemon_->kill();
     daemon_->log().waitForEnd(patience);
