@@ -187,6 +187,7 @@ class InterruptedStart : public Interrupt
         const auto begin = sim::Clock::now();
         startDaemon({}, 5);
         settle();
+        formerOwner_ = observer.ownerOf(rig::daemonName);
         return std::chrono::duration_cast<std::chrono::microseconds>(sim::Clock::now() - begin);
     }
 
@@ -220,14 +221,17 @@ class InterruptedStart : public Interrupt
             ++early_;
             return;
         }
-        // All threads have been started once the main loop answers.
-        ASSERT_TRUE(observer.waitForOwner(rig::daemonName, kit::patience));
+        // All threads have been started once the main loop answers. The bus may not have noticed
+        // yet that the daemon of the last round is gone.
+        ASSERT_TRUE(observer.waitForOwner(rig::daemonName, kit::patience, formerOwner_));
+        formerOwner_ = observer.ownerOf(rig::daemonName);
         observer.ping(rig::daemonName);
         expectReleased();
         EXPECT_TRUE(daemon().running());
         daemon().kill();
     }
 
+    std::string formerOwner_;
     unsigned early_ = 0;
 };
 
