@@ -226,6 +226,20 @@ TEST(CompareAssociationProperties, aBayLocatorTakesTheBayRuleAndNeedsBay)
     EXPECT_EQ(recorded_log::summary(), Lines{});
 }
 
+TEST(CompareAssociationProperties, readsNoNumberOfADesignationThatNamesTheOtherKind)
+{
+    const PropertyMap slot = smbiosSlot("SLOT " + beyondInt, 3);
+    const PropertyMap bay = smbiosSlot("SLOT " + beyondInt + " BAY 1", 3);
+    for (const int type : slotTypes)
+    {
+        EXPECT_FALSE(CompareAssociationProperties(slot, kovdBay, type));
+        EXPECT_FALSE(CompareAssociationProperties(bay, kovd3, type));
+    }
+    EXPECT_FALSE(CompareAssociationProperties(slot, diskDevice, 3));
+    EXPECT_FALSE(CompareAssociationProperties(bay, device3, 3));
+    EXPECT_EQ(recorded_log::summary(), Lines{});
+}
+
 TEST(CompareAssociationProperties, refusesEveryOtherLocatorType)
 {
     for (int locator = 0; locator < 256; ++locator)

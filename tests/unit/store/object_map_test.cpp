@@ -249,7 +249,11 @@ TEST(snapshot, isSharedUntilTheNextChange)
     map.objects.eraseObject(slot2); // absent: no change
     EXPECT_EQ(map.objects.snapshot(), before);
     map.insert({slot1});
-    EXPECT_NE(map.objects.snapshot(), before);
+    const ObjectMap::Snapshot replaced = map.objects.snapshot();
+    EXPECT_NE(replaced, before);
+    map.objects.eraseObject(slot1);
+    EXPECT_NE(map.objects.snapshot(), replaced);
+    EXPECT_TRUE(map.objects.snapshot()->empty());
 }
 
 TEST(current, isTheSnapshotsObjectWhileNothingChanged)
@@ -289,6 +293,16 @@ TEST(Candidates, walkNothingInAnEmptyMap)
     TestMap map;
     const Candidates none(map.objects);
     EXPECT_FALSE(none.begin() != none.end());
+}
+
+TEST(current, isNothingAsSoonAsTheObjectIsErased)
+{
+    TestMap map;
+    map.insert({slot1, slot2});
+    const ObjectMap::Snapshot snapshot = map.objects.snapshot();
+    map.objects.eraseObject(slot1);
+    EXPECT_EQ(map.objects.current(snapshot, 0), nullptr);
+    EXPECT_EQ(map.objects.current(snapshot, 1), (*snapshot)[1]);
 }
 
 TEST(Candidates, walksInPathOrder)
