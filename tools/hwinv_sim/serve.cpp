@@ -51,6 +51,42 @@ Event makeLoop()
     return loop;
 }
 
+/** The control on a connection and a loop of its own. */
+class ControlLoop
+{
+  public:
+    ControlLoop(const std::string& address, Simulator& simulator)
+        : loop_(makeLoop()), bus_(sim::connectTo(address))
+    {
+        offerControl(bus_.get(), simulator);
+        sim::check(sd_bus_set_exit_on_disconnect(bus_.get(), 1), "watch the bus");
+        sim::check(sd_bus_attach_event(bus_.get(), loop_.get(), SD_EVENT_PRIORITY_NORMAL),
+                   "attach to the event loop");
+    }
+
+    ~ControlLoop()
+    {
+        sd_bus_detach_event(bus_.get());
+    }
+
+    ControlLoop(const ControlLoop&) = delete;
+    ControlLoop& operator=(const ControlLoop&) = delete;
+
+    /** Returns after SIGINT or SIGTERM; throws sim::Error when the bus is lost. */
+    int run() const
+    {
+        if (sd_event_loop(loop_.get()) != 0)
+        {
+            throw sim::Error("the bus is gone");
+        }
+        return 0;
+    }
+
+  private:
+    Event loop_;
+    sim::Connection bus_;
+};
+
 std::string addressOf(const ServeOptions& options)
 {
     if (!options.address.empty())
@@ -75,14 +111,12 @@ int serve(const ServeOptions& options)
     sim::InventoryCapture inventory = sim::readInventory(findInventory(options.inventory));
     const std::size_t smbiosCount = inventory.smbios.size();
     const std::size_t kovdCount = inventory.kovd.size();
-    const Event loop = makeLoop();
     Simulator simulator(address, std::move(inventory));
     for (const auto& [kind, text] : options.faults)
     {
         simulator.addFault(kind, text);
     }
-    const sim::Connection bus = sim::connectTo(address);
-    offerControl(bus.get(), simulator);
+    const ControlLoop control(address, simulator);
     for (const std::string& name : Simulator::serviceNames())
     {
         const bool wanted = options.only.empty() || options.only == name;
@@ -91,18 +125,15 @@ int serve(const ServeOptions& options)
             simulator.service(name).start();
         }
     }
-    sim::check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
-    sim::check(sd_bus_attach_event(bus.get(), loop.get(), SD_EVENT_PRIORITY_NORMAL),
-               "attach to the event loop");
     std::cout << "ready: " << smbiosCount << " SMBIOS objects, " << kovdCount
               << " platform objects on " << address << std::endl;
-    const int status = sd_event_loop(loop.get());
-    sd_bus_detach_event(bus.get());
-    if (status != 0)
-    {
-        throw sim::Error("the bus is gone");
-    }
-    return 0;
+    return control.run();
+}
+
+int serveControl(const std::string& address, Simulator& simulator)
+{
+    blockStopSignals();
+    return ControlLoop(address, simulator).run();
 }
 
 int runBus()

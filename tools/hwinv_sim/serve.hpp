@@ -3,6 +3,8 @@
 // The programs behind `hwinv_sim serve` and `hwinv_sim bus`: they run until SIGINT or SIGTERM.
 // Main thread only.
 
+#include "simulator.hpp"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,6 +31,10 @@ struct ServeOptions
 /** Plays the services and prints "ready: ..." once they are on the bus. Returns the exit status;
  *  throws sim::Error when it cannot begin. */
 int serve(const ServeOptions& options);
+
+/** Offers the control of a simulator that runs on the bus, until SIGINT or SIGTERM. Returns the
+ * exit status; throws sim::Error when it cannot begin or the bus is lost. */
+int serveControl(const std::string& address, Simulator& simulator);
 
 /** Runs a private bus and prints its DBUS_SYSTEM_BUS_ADDRESS line. */
 int runBus();
