@@ -75,7 +75,7 @@ int keepRunning(hwinv_demo::Scene& scene, hwinv_demo::Background& background, in
     std::cout << "\nAll of it keeps running. Look around with busctl, play with hwinv_sim:\n\n"
               << "  export DBUS_SYSTEM_BUS_ADDRESS=" << scene.address() << "\n"
               << "  busctl tree com.vexa.bmc.kovd\n"
-              << "  hwinv_sim list\n\n"
+              << "  build/tools/hwinv_sim/hwinv_sim list\n\n"
               << "End it with: kill " << getpid() << "\n"
               << std::flush;
     background.release(status);
