@@ -88,7 +88,7 @@ TEST_F(LiveCpu, ALateCacheIsAddedToTheList)
 TEST_F(LiveCpu, CachesThatComeFirstWaitForTheirProcessor)
 {
     start({{}, {sim::makeKovdCpu(1)}});
-    for (const unsigned level : {3, 1, 2})
+    for (const unsigned level : {3u, 1u, 2u})
     {
         add(smbios, sim::makeSmbiosCache(1, level));
     }
@@ -104,7 +104,7 @@ TEST_F(LiveCpu, CachesThatComeFirstWaitForTheirProcessor)
 TEST_F(LiveCpu, CachesThatComeLaterFollowInTheirOrder)
 {
     start({{sim::makeSmbiosCpu(1)}, {sim::makeKovdCpu(1)}});
-    for (const unsigned level : {3, 1, 2})
+    for (const unsigned level : {3u, 1u, 2u})
     {
         add(smbios, sim::makeSmbiosCache(1, level));
     }

@@ -15,26 +15,13 @@ namespace
 {
 
 constexpr std::array<std::string_view, 20> cpuFunctions = {
-    "AddCacheAssoc",
-    "AssocForKovdCPU",
-    "AssocForSmbiosCPU",
-    "AssociateCacheObjs",
-    "CPUAssociation",
-    "CompareCacheAssocProps",
-    "FindAssocCacheObjs",
-    "GetCurrentAssocTuples",
-    "GetSMBIOSCPUObjForCache",
-    "InsertKOVDCPUObj",
-    "InsertSMBIOSCPUObj",
-    "InsertSMBIOSCacheObj",
-    "IterateKOVDCPUObjs",
-    "IterateSMBIOSCPUObjs",
-    "UpdateCurrentAssocTuples",
-    "checkNumofCacheAssoc",
-    "getMatchingHandle",
-    "removeKOVDCPUAssoc",
-    "removeSMBIOSCPUAssoc",
-    "removeSMBIOSCacheAssoc",
+    "AddCacheAssoc",        "AssocForKovdCPU",        "AssocForSmbiosCPU",
+    "AssociateCacheObjs",   "CPUAssociation",         "CompareCacheAssocProps",
+    "FindAssocCacheObjs",   "GetCurrentAssocTuples",  "GetSMBIOSCPUObjForCache",
+    "InsertKOVDCPUObj",     "InsertSMBIOSCPUObj",     "InsertSMBIOSCacheObj",
+    "IterateKOVDCPUObjs",   "IterateSMBIOSCPUObjs",   "UpdateCurrentAssocTuples",
+    "checkNumofCacheAssoc", "getMatchingHandle",      "removeKOVDCPUAssoc",
+    "removeSMBIOSCPUAssoc", "removeSMBIOSCacheAssoc",
 };
 
 std::string_view expectedFile(std::string_view function)

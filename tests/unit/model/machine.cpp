@@ -220,9 +220,9 @@ std::ostream& machine::operator<<(std::ostream& out, const Event& event)
     for (const auto& [name, value] : event.properties)
     {
         out << ", " << name << "=";
-        if (const auto* words = std::get_if<std::uint16_t>(&value))
+        if (const auto* number = std::get_if<std::uint16_t>(&value))
         {
-            out << *words;
+            out << *number;
         }
         else if (const auto* string = std::get_if<std::string>(&value))
         {

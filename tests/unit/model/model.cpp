@@ -181,7 +181,7 @@ void model::Model::insert(Kind kind, const string& path, const PropertyMap& rece
         const auto& kept = machine::propertiesOf(kind);
         const auto property =
             std::find_if(kept.begin(), kept.end(),
-                         [&](const auto& candidate) { return candidate.name == name; });
+                         [&key = name](const auto& candidate) { return candidate.name == key; });
         if (property == kept.end())
         {
             continue;

@@ -1,7 +1,7 @@
 #include "engines/candidate.hpp"
 
 CandidateState examine(const Site& site, const char* service, const std::string& path,
-                  const SharedObject& object)
+                       const SharedObject& object)
 {
     if (!object)
     {

@@ -18,4 +18,4 @@ enum class CandidateState
 
 /** Anything but usable is logged, in the search's name, as an object of that service. */
 CandidateState examine(const Site& site, const char* service, const std::string& path,
-                  const SharedObject& object);
+                       const SharedObject& object);
