@@ -75,6 +75,8 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts)
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    // It prints nothing; a copy of our standard output would keep whoever reads that waiting.
+    dup2(log, STDOUT_FILENO);
     dup2(log, STDERR_FILENO);
     char* const arguments[] = {const_cast<char*>(program), nullptr};
     execve(program, arguments, environment);

@@ -79,16 +79,30 @@ void probe(sim::Service& service, const Daemon& daemon, Clock::time_point deadli
     throw sim::Timeout("the daemon does not work off what " + service.profile().busName + " sends");
 }
 
+void waitForName(Observer& observer, const Daemon& daemon, Clock::time_point deadline)
+{
+    while (!observer.waitForOwner(daemonName, 100ms))
+    {
+        if (daemon.log().waitForEnd(0ms))
+        {
+            const auto lines = daemon.log().lines();
+            throw sim::Error("the daemon has ended: " +
+                             (lines.empty() ? "it said nothing" : lines.back().text));
+        }
+        if (Clock::now() > deadline)
+        {
+            throw sim::Timeout("the daemon does not take its name");
+        }
+    }
+}
+
 } // namespace
 
 void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Service*>& services,
             std::chrono::milliseconds limit)
 {
     const auto deadline = Clock::now() + limit;
-    if (!observer.waitForOwner(daemonName, limit))
-    {
-        throw sim::Timeout("the daemon does not take its name");
-    }
+    waitForName(observer, daemon, deadline);
     observer.ping(daemonName);
     for (sim::Service* service : services)
     {

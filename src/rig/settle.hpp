@@ -21,9 +21,9 @@ namespace rig
 {
 
 /** Waits until the daemon has finished its start-up and worked off what the services sent before,
- *  and all that it wrote about it is in its log; throws sim::Timeout. The services that do not run
- * are left out; those that do have to be given, the platform's first: its removals wait in the
- * other's queue. */
+ *  and all that it wrote about it is in its log; throws sim::Timeout, or sim::Error when the daemon
+ *  ends before it has its name. Services that do not run are left out. The platform's is to be
+ *  given first: what it removes waits in the other's queue. */
 void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Service*>& services,
             std::chrono::milliseconds limit);
 

@@ -80,6 +80,7 @@ std::string configuration(const std::string& folder)
     {
         _exit(127);
     }
+    dup2(log, STDOUT_FILENO);
     dup2(log, STDERR_FILENO);
     sigset_t none;
     sigemptyset(&none);
