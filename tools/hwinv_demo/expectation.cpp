@@ -64,4 +64,23 @@ std::vector<std::string> differences(const Expectation& expected, const Lists& o
     return lines;
 }
 
+std::vector<std::string> differences(const Reasons& reasons,
+                                     const std::vector<std::string>& unpaired)
+{
+    Reasons missing = reasons;
+    std::vector<std::string> lines;
+    for (const std::string& path : unpaired)
+    {
+        if (missing.erase(path) == 0)
+        {
+            lines.push_back(path + ": no partner, and no reason why");
+        }
+    }
+    for (const auto& [path, reason] : missing)
+    {
+        lines.push_back(path + ": a partner in spite of: " + reason);
+    }
+    return lines;
+}
+
 } // namespace hwinv_demo

@@ -34,4 +34,8 @@ Expectation readExpectation(const std::filesystem::path& file);
  *  facts are as expected. */
 std::vector<std::string> differences(const Expectation& expected, const Lists& onTheBus);
 
+/** One line for each object that is unpaired without a reason for it, or paired in spite of one. */
+std::vector<std::string> differences(const Reasons& reasons,
+                                     const std::vector<std::string>& unpaired);
+
 } // namespace hwinv_demo

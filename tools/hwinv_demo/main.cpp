@@ -6,12 +6,14 @@
 #include "scene.hpp"
 #include "sim/error.hpp"
 #include "story.hpp"
+#include "unpaired.hpp"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -26,12 +28,27 @@ struct Options
     bool keep = false;
 };
 
+/** All that is on the bus and not expected, or the other way round. */
+std::vector<std::string> allDifferences(const hwinv_demo::Expectation& expected,
+                                        const hwinv_demo::Facts& facts)
+{
+    using namespace hwinv_demo;
+    auto lines = differences(expected, facts.associations);
+    for (const auto& more :
+         {differences(expected.unpairedPlatform, unpairedPlatform(facts.kovd, facts.associations)),
+          differences(expected.unpairedSmbios, unpairedSmbios(facts.smbios, facts.associations))})
+    {
+        lines.insert(lines.end(), more.begin(), more.end());
+    }
+    return lines;
+}
+
 /** Prints what is on the bus and compares it with what is expected; true when they agree. */
 bool report(hwinv_demo::Scene& scene, const hwinv_demo::Expectation& expected)
 {
     const auto facts = hwinv_demo::readFacts(scene.observer());
     hwinv_demo::printReport(std::cout, facts, expected);
-    const auto wrong = hwinv_demo::differences(expected, facts.associations);
+    const auto wrong = allDifferences(expected, facts);
     for (const std::string& line : wrong)
     {
         std::cout << "\nNOT AS EXPECTED: " << line << "\n";

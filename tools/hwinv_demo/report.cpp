@@ -1,6 +1,7 @@
 #include "report.hpp"
 
 #include "sim/names.hpp"
+#include "unpaired.hpp"
 
 #include <algorithm>
 #include <iomanip>
@@ -42,24 +43,44 @@ std::string describeSlot(const Facts& facts, const std::string& path)
            "\", id " + text(facts.smbios, path, names::smbiosSlot, "SlotID");
 }
 
-/** Why a platform object stands for its slot: what the daemon compared, as the bus shows it. */
-std::string reason(const Facts& facts, const std::string& path)
+/** The platform slot of that SMBIOS slot whose path stands in the device's; empty when none. */
+std::string slotAround(const Facts& facts, const std::string& device, const std::string& smbiosSlot)
 {
-    const std::string slotFqdd = text(facts.kovd, path, names::kovdSlot, "PCIeFQDD");
-    if (!slotFqdd.empty())
+    for (const auto& [path, list] : facts.associations)
     {
-        return "FQDD " + slotFqdd + ", slot id " +
+        const bool isSlot = facts.kovd.at(path).contains(names::kovdSlot);
+        const bool contained = path != device && device.find(path) != std::string::npos;
+        if (isSlot && contained && list.front()[2] == smbiosSlot)
+        {
+            return path;
+        }
+    }
+    return "";
+}
+
+std::string deviceReason(const Facts& facts, const std::string& path, const std::string& smbiosSlot)
+{
+    const std::string slot = slotAround(facts, path, smbiosSlot);
+    const std::string fqdd = "FQDD " + text(facts.kovd, path, names::kovdDevice, "FQDD");
+    if (slot.empty())
+    {
+        return fqdd;
+    }
+    return sim::isBelow(path, slot) ? "device in " + leaf(slot) + ", " + fqdd
+                                    : "its path contains " + leaf(slot);
+}
+
+/** Why a platform object stands for its slot: what the daemon compared, as the bus shows it. */
+std::string reason(const Facts& facts, const std::string& path, const std::string& smbiosSlot)
+{
+    const auto& interfaces = facts.kovd.at(path);
+    if (interfaces.contains(names::kovdSlot))
+    {
+        return "FQDD " + text(facts.kovd, path, names::kovdSlot, "PCIeFQDD") + ", slot id " +
                text(facts.kovd, path, names::kovdSlot, "PCIeLocatorInstanceNum");
     }
-    const std::string deviceFqdd = text(facts.kovd, path, names::kovdDevice, "FQDD");
-    if (deviceFqdd.empty())
-    {
-        return "same name as its slot on the board";
-    }
-    const std::string parent = path.substr(0, path.rfind('/'));
-    return facts.associations.contains(parent)
-               ? "device in " + leaf(parent) + ", FQDD " + deviceFqdd
-               : "FQDD " + deviceFqdd;
+    return interfaces.contains(names::kovdDevice) ? deviceReason(facts, path, smbiosSlot)
+                                                  : "same name as its slot on the board";
 }
 
 /** "slot2" before "slot10": paths of one kind differ in their number alone. */
@@ -118,7 +139,7 @@ void printSlots(std::ostream& out, const Facts& facts)
         std::string label = describeSlot(facts, slot);
         for (const std::string& path : objects)
         {
-            lines.push_back({label, shortPath(path), reason(facts, path)});
+            lines.push_back({label, shortPath(path), reason(facts, path, slot)});
             label.clear(); // said once
         }
     }
@@ -159,17 +180,19 @@ void printProcessors(std::ostream& out, const Facts& facts, const Expectation& e
     printTable(out, lines);
 }
 
-void printUnpaired(std::ostream& out, const char* title, const Reasons& reasons)
+/** What has no partner on the bus, and the inventory's reason where it has one. */
+void printUnpaired(std::ostream& out, const char* title, Paths paths, const Reasons& reasons)
 {
-    if (reasons.empty())
+    if (paths.empty())
     {
         return;
     }
+    std::ranges::sort(paths, ByNumber());
     std::vector<std::vector<std::string>> lines;
-    for (const auto& [path, why] :
-         std::map<std::string, std::string, ByNumber>(reasons.begin(), reasons.end()))
+    for (const std::string& path : paths)
     {
-        lines.push_back({shortPath(path), why});
+        const auto reason = reasons.find(path);
+        lines.push_back({shortPath(path), reason == reasons.end() ? "" : reason->second});
     }
     out << "\n" << title << "\n\n";
     printTable(out, lines);
@@ -203,8 +226,10 @@ void printReport(std::ostream& out, const Facts& facts, const Expectation& expec
     {
         printProcessors(out, facts, expected);
     }
-    printUnpaired(out, "Unpaired on the platform", expected.unpairedPlatform);
-    printUnpaired(out, "Unpaired in SMBIOS", expected.unpairedSmbios);
+    printUnpaired(out, "Unpaired on the platform", unpairedPlatform(facts.kovd, facts.associations),
+                  expected.unpairedPlatform);
+    printUnpaired(out, "Unpaired in SMBIOS", unpairedSmbios(facts.smbios, facts.associations),
+                  expected.unpairedSmbios);
     out << std::flush;
 }
 
