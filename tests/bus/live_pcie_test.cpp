@@ -274,6 +274,7 @@ TEST_F(LivePcie, AnUnpairedSmbiosSlotVanishesQuietly)
 {
     start({{sim::makeSmbiosSlot(1)}, {}});
     smbios.removeObject(smbiosSlot1);
+    settle(); // the two services' workers go side by side
     add(kovd, sim::makeKovdSlot(1));
     settle();
 
