@@ -1,7 +1,10 @@
 #include "cpu_world.hpp"
+#include "doubles/failing_allocation.hpp"
 #include "store/cpu_cache_pairs.hpp"
 
 #include <gtest/gtest.h>
+
+#include <new>
 
 namespace
 {
@@ -90,6 +93,30 @@ TEST(CpuCachePairs, forgetWhatTheyDoNotHold)
     pairs.eraseCPU(cacheA); // a path of the other side is no path of this one
     pairs.eraseCache(cpu1);
     EXPECT_EQ(pairs.cachesOfCPU(cpu1), Paths{cacheA});
+}
+
+TEST(CpuCachePairs, keepAPairOnBothSidesOrNoneWhenMemoryRunsOut)
+{
+    std::size_t failures = 0;
+    for (bool failed = true; failed; ++failures)
+    {
+        CpuCachePairs pairs;
+        pairs.add(cpu2, cacheA);
+        bool added = false;
+        failing_allocation::arm(failures);
+        try
+        {
+            added = pairs.add(cpu1, cacheA);
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+        failed = failing_allocation::disarm();
+        EXPECT_NE(added, failed);
+        EXPECT_EQ(pairs.cachesOfCPU(cpu1), added ? Paths{cacheA} : Paths{});
+        EXPECT_EQ(pairs.cpusOfCache(cacheA), added ? (Paths{cpu2, cpu1}) : Paths{cpu2});
+    }
+    EXPECT_GT(failures, 2U); // both sides have failed
 }
 
 TEST(addCpuCachePair, fillsTheTableOfTheProcess)
