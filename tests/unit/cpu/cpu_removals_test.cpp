@@ -381,6 +381,9 @@ TEST(removeSMBIOSCacheAssoc, callsFirstWhoWasPairedFirst)
     setWritten(kovd2, {cacheTupleOf("cache", cacheB)});
     removeSMBIOSCacheAssoc(cacheB);
     EXPECT_EQ(recorded_requests::all(), (Requests{{kovd2, {}}}));
+    EXPECT_EQ(linesOf("removeSMBIOSCacheAssoc"),
+              cacheLine(1, "associated smbios objpath  = " + cpu2) +
+                  cacheLine(1, kovd2 + " associated kovd objpath"));
 }
 
 TEST(removeSMBIOSCacheAssoc, saysThatTheCacheIsNotPaired)

@@ -7,9 +7,12 @@
 #include "doubles/recorded_log.hpp"
 #include "store/recovery_request.hpp"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <map>
 #include <mutex>
 #include <string>
@@ -96,7 +99,15 @@ class LogWatch
 class StoppableThread
 {
   public:
-    StoppableThread(void (*body)(), void (*stop)()) : stop_(stop), thread_(body) {}
+    StoppableThread(void (*body)(), void (*stop)())
+        : stop_(stop), thread_(
+                           [this, body]
+                           {
+                               body();
+                               ended_.set_value();
+                           })
+    {
+    }
 
     ~StoppableThread()
     {
@@ -110,12 +121,21 @@ class StoppableThread
     StoppableThread(const StoppableThread&) = delete;
     StoppableThread& operator=(const StoppableThread&) = delete;
 
+    /** Waits for the end that the body has to come to; a failure when it does not. */
     void join()
     {
+        const auto bound = std::chrono::seconds{20};
+        if (end_.wait_for(bound) != std::future_status::ready)
+        {
+            ADD_FAILURE() << "the thread does not end";
+            stop_();
+        }
         thread_.join();
     }
 
   private:
     void (*stop_)();
-    std::thread thread_;
+    std::promise<void> ended_;
+    std::future<void> end_ = ended_.get_future();
+    std::thread thread_; // the last: it uses the others
 };
