@@ -5,6 +5,7 @@
 #include "cpu_world.hpp"
 #include "doubles/fresh_store.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/run_together.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "objects/cpu_objects.hpp"
 
@@ -23,30 +24,6 @@ using std::string;
 
 constexpr int rounds = 500;
 const Handles handles = {11, 12, 13};
-
-/** Does all of it at once. */
-void together(const std::vector<std::function<void()>>& works)
-{
-    std::atomic<std::size_t> waiting = works.size();
-    std::vector<std::thread> threads;
-    for (const auto& work : works)
-    {
-        threads.emplace_back(
-            [&waiting, &work]
-            {
-                --waiting;
-                while (waiting != 0)
-                {
-                    std::this_thread::yield();
-                }
-                work();
-            });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
-}
 
 void insertSmbiosSide()
 {
@@ -95,7 +72,7 @@ TEST(TwoWorkers, pairOneProcessorOnceAndWriteItsTuple)
     {
         SCOPED_TRACE(round);
         resetStore();
-        together({insertSmbiosSide, insertKovdSide});
+        runTogether({insertSmbiosSide, insertKovdSide});
         EXPECT_TRUE(isPair(cpu1, kovd1));
         const AssociationList list = {cpuTupleOf(cpu1)};
         EXPECT_EQ(written(kovd1), list);
@@ -114,12 +91,12 @@ TEST(TwoWorkers, recordEachCacheOnce)
     {
         SCOPED_TRACE(round);
         resetStore();
-        together({[]
-                  {
-                      insertSmbiosSide();
-                      insertCaches();
-                  },
-                  insertKovdSide});
+        runTogether({[]
+                     {
+                         insertSmbiosSide();
+                         insertCaches();
+                     },
+                     insertKovdSide});
         EXPECT_TRUE(isPair(cpu1, kovd1));
         EXPECT_EQ(cachesOf(cpu1), (Paths{cacheA, cacheB, cacheC}));
         expectOnlyItsTuples();
@@ -132,12 +109,12 @@ TEST(TwoWorkers, gainFromAResyncBesideThem)
     {
         SCOPED_TRACE(round);
         resetStore();
-        together({[]
-                  {
-                      insertCaches();
-                      insertSmbiosSide();
-                  },
-                  insertKovdSide, CPUAssociation});
+        runTogether({[]
+                     {
+                         insertCaches();
+                         insertSmbiosSide();
+                     },
+                     insertKovdSide, CPUAssociation});
         EXPECT_TRUE(isPair(cpu1, kovd1));
         // Two searches at once may record a cache twice, but none is missing.
         const Paths caches = cachesOf(cpu1);
@@ -155,17 +132,17 @@ TEST(TwoWorkers, forgetAProcessorWhileItIsPaired)
         resetStore();
         insertCaches();
         insertSmbiosSide();
-        together({[]
-                  {
-                      removeSMBIOSCPUAssoc(cpu1);
-                      removeSMBIOSCacheAssoc(cacheB);
-                  },
-                  []
-                  {
-                      insertKovdSide();
-                      removeKOVDCPUAssoc(kovd1);
-                  },
-                  CPUAssociation});
+        runTogether({[]
+                     {
+                         removeSMBIOSCPUAssoc(cpu1);
+                         removeSMBIOSCacheAssoc(cacheB);
+                     },
+                     []
+                     {
+                         insertKovdSide();
+                         removeKOVDCPUAssoc(kovd1);
+                     },
+                     CPUAssociation});
         EXPECT_FALSE(smbiosCPUObjs.hasObject(cpu1));
         EXPECT_FALSE(smbiosCacheObjs.hasObject(cacheB));
         EXPECT_FALSE(kovdCPUObjs.hasObject(kovd1));

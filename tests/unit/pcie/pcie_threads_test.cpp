@@ -4,6 +4,7 @@
  */
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/run_together.hpp"
 #include "engines/find_association.hpp"
 #include "objects/pcie_objects.hpp"
 #include "pcie_world.hpp"
@@ -46,30 +47,6 @@ void insertKovdSlots()
     for (int number = slotCount; number >= 1; --number)
     {
         InsertKOVDPCIeSlotObj(kovdPath(number), kovdSlot(number));
-    }
-}
-
-/** Starts all at the same moment and waits for their ends. */
-void runTogether(const std::vector<std::function<void()>>& works)
-{
-    std::atomic<std::size_t> waiting = works.size();
-    std::vector<std::thread> threads;
-    for (const auto& work : works)
-    {
-        threads.emplace_back(
-            [&waiting, &work]
-            {
-                --waiting;
-                while (waiting != 0)
-                {
-                    std::this_thread::yield();
-                }
-                work();
-            });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
     }
 }
 

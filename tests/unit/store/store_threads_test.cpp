@@ -2,6 +2,7 @@
  * The store under several threads at once. Run plain these tests find torn objects and broken
  * invariants; built with the thread sanitizer they find races.
  */
+#include "doubles/run_together.hpp"
 #include "store/store.hpp"
 
 #include <gtest/gtest.h>
@@ -24,30 +25,6 @@ constexpr int pathCount = 20;
 string pathOf(int number)
 {
     return "/xyz/openbmc_project/inventory/system/board/pcie_slot" + std::to_string(number);
-}
-
-/** Starts all at the same moment and waits for their ends. */
-void runTogether(const std::vector<std::function<void()>>& works)
-{
-    std::atomic<std::size_t> waiting = works.size();
-    std::vector<std::thread> threads;
-    for (const auto& work : works)
-    {
-        threads.emplace_back(
-            [&waiting, &work]
-            {
-                --waiting;
-                while (waiting != 0)
-                {
-                    std::this_thread::yield();
-                }
-                work();
-            });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
 }
 
 /** Whole objects have the same number twice, and their own path. */
