@@ -6,7 +6,7 @@
  */
 #pragma once
 
-#include "intake/clock.hpp"
+#include "base/clock.hpp"
 
 #include <chrono>
 #include <optional>

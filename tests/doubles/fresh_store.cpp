@@ -1,9 +1,9 @@
 #include "doubles/fresh_store.hpp"
 
+#include "base/recovery_request.hpp"
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
-#include "store/message_queue.hpp"
-#include "store/recovery_request.hpp"
+#include "intake/message_queue.hpp"
 #include "store/store.hpp"
 
 namespace

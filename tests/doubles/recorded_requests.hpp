@@ -6,7 +6,7 @@
  */
 #pragma once
 
-#include "store/association_writer.hpp"
+#include "bus/association_writer.hpp"
 
 #include <vector>
 

@@ -5,7 +5,7 @@
  */
 #pragma once
 
-#include "store/message_queue.hpp"
+#include "intake/message_queue.hpp"
 
 #include <ostream>
 #include <string>

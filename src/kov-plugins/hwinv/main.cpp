@@ -1,16 +1,16 @@
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "base/sigint_block.hpp"
+#include "bus/association_writer.hpp"
+#include "bus/connection.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
+#include "frame/shutdown.hpp"
 #include "infrautils/oneway_channel.hpp"
 #include "intake/discovery.hpp"
-#include "intake/queues.hpp"
 #include "intake/recovery.hpp"
 #include "intake/signals.hpp"
-#include "names.hpp"
-#include "shutdown.hpp"
-#include "store/association_writer.hpp"
-#include "store/bus_open.hpp"
-#include "store/sigint_block.hpp"
-#include "trace.hpp"
+#include "intake/workers.hpp"
 
 #include <sdeventplus/event.hpp>
 #include <systemd/sd-bus.h>

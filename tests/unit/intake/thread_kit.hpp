@@ -4,8 +4,8 @@
  */
 #pragma once
 
+#include "base/recovery_request.hpp"
 #include "doubles/recorded_log.hpp"
-#include "store/recovery_request.hpp"
 
 #include <gtest/gtest.h>
 

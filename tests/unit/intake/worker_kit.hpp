@@ -10,7 +10,7 @@
 #include "doubles/recorded_log.hpp"
 #include "doubles/records.hpp"
 #include "doubles/util_lines.hpp"
-#include "intake/queues.hpp"
+#include "intake/workers.hpp"
 #include "store/store.hpp"
 
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 #include "doubles/recorded_requests.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
-#include "intake/queues.hpp"
+#include "intake/workers.hpp"
 #include "model.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"

@@ -1,12 +1,12 @@
 #include "engines/cache_assoc.hpp"
 
-#include "engines/candidate.hpp"
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "engines/candidates.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
-#include "names.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <array>
 #include <exception>

@@ -1,12 +1,12 @@
 #include "engines/cpu_assoc.hpp"
 
+#include "base/log.hpp"
 #include "engines/cache_assoc.hpp"
-#include "engines/candidate.hpp"
+#include "engines/candidates.hpp"
 #include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
-#include "engines/pcie_match.hpp"
+#include "engines/match.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <exception>
 #include <optional>

@@ -6,7 +6,7 @@
  */
 #pragma once
 
-#include "trace.hpp"
+#include "base/log.hpp"
 
 void operationFailed(const Site& site);
 void searchFailed(const Site& site);

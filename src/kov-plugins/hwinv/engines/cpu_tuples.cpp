@@ -1,7 +1,7 @@
 #include "engines/cpu_tuples.hpp"
 
-#include "names.hpp"
-#include "store/association_writer.hpp"
+#include "base/names.hpp"
+#include "bus/association_writer.hpp"
 #include "store/store.hpp"
 
 #include <algorithm>

@@ -11,8 +11,8 @@
  */
 #pragma once
 
+#include "base/log.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <string>
 

@@ -1,15 +1,15 @@
 #include "engines/find_association.hpp"
 
+#include "base/log.hpp"
+#include "bus/association_writer.hpp"
 #include "engines/cache_assoc.hpp"
-#include "engines/candidate.hpp"
+#include "engines/candidates.hpp"
 #include "engines/cpu_assoc.hpp"
+#include "engines/match.hpp"
 #include "engines/pcie_kovd_search.hpp"
-#include "engines/pcie_match.hpp"
 #include "engines/pcie_smbios_search.hpp"
-#include "engines/pcie_tuple.hpp"
-#include "store/association_writer.hpp"
+#include "engines/slot_association.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <exception>
 #include <vector>

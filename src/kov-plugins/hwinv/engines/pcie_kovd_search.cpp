@@ -1,11 +1,11 @@
 #include "engines/pcie_kovd_search.hpp"
 
+#include "base/log.hpp"
+#include "bus/association_writer.hpp"
 #include "engines/association_codes.hpp"
-#include "engines/pcie_match.hpp"
-#include "engines/pcie_tuple.hpp"
-#include "store/association_writer.hpp"
+#include "engines/match.hpp"
+#include "engines/slot_association.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <exception>
 #include <optional>

@@ -1,13 +1,13 @@
 #include "intake/discovery.hpp"
 
-#include "intake/dispatch.hpp"
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "base/sigint_block.hpp"
+#include "bus/connection.hpp"
+#include "intake/rows.hpp"
 #include "intake/smbios_rows.hpp"
-#include "names.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
-#include "store/bus_open.hpp"
-#include "store/sigint_block.hpp"
-#include "trace.hpp"
 
 #include <algorithm>
 #include <array>

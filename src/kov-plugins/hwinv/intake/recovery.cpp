@@ -23,13 +23,13 @@
  */
 #include "intake/recovery.hpp"
 
+#include "base/clock.hpp"
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "base/recovery_request.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
-#include "intake/clock.hpp"
 #include "intake/discovery.hpp"
-#include "names.hpp"
-#include "store/recovery_request.hpp"
-#include "trace.hpp"
 
 #include <sdbusplus/exception.hpp>
 

@@ -1,11 +1,11 @@
 #include "intake/signal_decoding.hpp"
 
-#include "intake/dispatch.hpp"
-#include "names.hpp"
-#include "store/message_queue.hpp"
-#include "store/object_path.hpp"
-#include "store/recovery_request.hpp"
-#include "trace.hpp"
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "base/recovery_request.hpp"
+#include "bus/object_path.hpp"
+#include "intake/message_queue.hpp"
+#include "intake/rows.hpp"
 
 #include <sdbusplus/exception.hpp>
 #include <systemd/sd-bus.h>

@@ -18,10 +18,10 @@
  */
 #include "intake/signals.hpp"
 
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "bus/connection.hpp"
 #include "intake/signal_decoding.hpp"
-#include "names.hpp"
-#include "store/bus_open.hpp"
-#include "trace.hpp"
 
 #include <sdeventplus/event.hpp>
 

@@ -4,8 +4,8 @@
  */
 #pragma once
 
-#include "intake/dispatch.hpp"
-#include "names.hpp"
+#include "base/names.hpp"
+#include "intake/rows.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
 

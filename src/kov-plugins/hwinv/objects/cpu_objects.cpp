@@ -1,14 +1,14 @@
 #include "objects/cpu_objects.hpp"
 
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "base/recovery_request.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "engines/find_association.hpp"
-#include "names.hpp"
 #include "objects/kept_properties.hpp"
-#include "store/recovery_request.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <sdbusplus/exception.hpp>
 

@@ -4,10 +4,10 @@
  */
 #pragma once
 
+#include "base/log.hpp"
 #include "engines/association_codes.hpp"
 #include "store/object_map.hpp"
 #include "store/types.hpp"
-#include "trace.hpp"
 
 #include <span>
 #include <string>

@@ -1,12 +1,12 @@
 #include "objects/pcie_objects.hpp"
 
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "base/recovery_request.hpp"
+#include "bus/association_writer.hpp"
 #include "engines/find_association.hpp"
-#include "names.hpp"
 #include "objects/kept_properties.hpp"
-#include "store/association_writer.hpp"
-#include "store/recovery_request.hpp"
 #include "store/store.hpp"
-#include "trace.hpp"
 
 #include <array>
 #include <exception>

@@ -12,7 +12,7 @@
  */
 #pragma once
 
-#include "store/mutex.hpp"
+#include "base/mutex.hpp"
 
 #include <map>
 #include <string>

@@ -14,7 +14,7 @@
  */
 #pragma once
 
-#include "store/mutex.hpp"
+#include "base/mutex.hpp"
 #include "store/types.hpp"
 
 #include <cstddef>

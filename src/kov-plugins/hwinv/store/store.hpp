@@ -8,9 +8,9 @@
  */
 #pragma once
 
+#include "base/mutex.hpp"
 #include "store/association_pairs.hpp"
 #include "store/cpu_cache_pairs.hpp"
-#include "store/mutex.hpp"
 #include "store/object_map.hpp"
 #include "store/types.hpp"
 

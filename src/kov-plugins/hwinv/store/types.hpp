@@ -4,7 +4,7 @@
  */
 #pragma once
 
-#include "store/object_path.hpp"
+#include "bus/object_path.hpp"
 
 #include <cstdint>
 #include <map>

@@ -1,0 +1,294 @@
+#include "engines/match.hpp"
+
+#include "base/log.hpp"
+#include "base/names.hpp"
+#include "engines/fqdd.hpp"
+
+#include <exception>
+#include <optional>
+
+namespace
+{
+
+// What PCIeLocatorType says of a slot.
+constexpr std::uint8_t locatorSlot = 6;
+constexpr std::uint8_t locatorDriveBay = 9;
+
+/** The precision with which "%.*s" prints a view. */
+int precision(std::string_view text)
+{
+    return static_cast<int>(text.size());
+}
+
+/** The property's value, null when the map has no such name. */
+const PropertyValue* find(const PropertyMap& properties, std::string_view name)
+{
+    const auto at = properties.find(name);
+    return at == properties.end() ? nullptr : &at->second;
+}
+
+/**
+ * The two texts that a PCIe rule compares, the SMBIOS designation and the KOVD descriptor of that
+ * name. False when one is missing or empty.
+ */
+bool readTexts(const PropertyMap& smbios, const PropertyMap& kovd, std::string_view fqddName,
+               std::string_view& designation, std::string_view& fqdd)
+{
+    const PropertyValue* designationValue = find(smbios, names::slotDesignation);
+    const PropertyValue* fqddValue = find(kovd, fqddName);
+    if (designationValue == nullptr || fqddValue == nullptr)
+    {
+        return false;
+    }
+    designation = std::get<std::string>(*designationValue);
+    fqdd = std::get<std::string>(*fqddValue);
+    return !designation.empty() && !fqdd.empty();
+}
+
+/** False when there are too few tokens; logged in the name of the calling operation. */
+bool hasThreeTokens(const Site& site, const FqddTokens& tokens)
+{
+    if (tokens.count < tokens.token.size())
+    {
+        LOG_AT(site, trace::error, "KOVD Fqdd is not in expected format");
+        return false;
+    }
+    // The split yields no empty token; the guard stays for whoever changes the split.
+    return !tokens.token[0].empty() && !tokens.token[1].empty() && !tokens.token[2].empty();
+}
+
+/**
+ * The number in a descriptor's slot token. Blanks and a sign before it and any text behind it are
+ * accepted; nothing, and logged, when there is no number or it does not fit an int.
+ */
+std::optional<int> parseSlotNumber(const Site& site, std::string_view token)
+try
+{
+    return std::stoi(std::string(token));
+}
+catch (const std::exception&)
+{
+    LOG_AT(site, trace::info, "Failed to Parse the Slot Number");
+    return std::nullopt;
+}
+
+bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
+{
+    const PropertyValue* slotId = find(smbios, names::slotId);
+    const PropertyValue* instance = find(kovd, names::pcieLocatorInstanceNum);
+    const PropertyValue* locator = find(kovd, names::pcieLocatorType);
+    // All three are needed; an object without them is no slot of this kind.
+    if (slotId == nullptr || instance == nullptr || locator == nullptr)
+    {
+        return false;
+    }
+    const auto smbiosSlotId = std::get<std::uint16_t>(*slotId);
+    const auto kovdInstance = std::get<std::uint16_t>(*instance);
+    const auto locatorType = std::get<std::uint8_t>(*locator);
+    // Most candidates end here, before any text is looked at. Zero is a number like any other.
+    if (smbiosSlotId != kovdInstance)
+    {
+        return false;
+    }
+
+    std::string_view designation;
+    std::string_view fqdd;
+    if (!readTexts(smbios, kovd, names::pcieFqdd, designation, fqdd))
+    {
+        return false;
+    }
+
+    // A designation that speaks of a bay fits drive bays alone, and they fit no other.
+    const bool bay = containsNoCase(designation, "BAY");
+    switch (locatorType)
+    {
+        case locatorSlot:
+            return !bay && matchFQDD(designation, fqdd);
+        case locatorDriveBay:
+            return bay && matchDiskBay(designation, fqdd);
+        default:
+            return false;
+    }
+}
+
+bool matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
+{
+    std::string_view designation;
+    std::string_view fqdd;
+    if (!readTexts(smbios, kovd, names::fqdd, designation, fqdd))
+    {
+        return false;
+    }
+
+    // No slot id here: a device has none. The descriptor itself says whether it is a drive.
+    const bool bay = containsNoCase(designation, "BAY");
+    if (fqdd.find("Disk.Bay.") != std::string_view::npos)
+    {
+        return bay && matchDiskBay(designation, fqdd);
+    }
+    return !bay && matchFQDD(designation, fqdd);
+}
+
+bool matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap& kovd)
+{
+    const PropertyValue* socketValue = find(smbios, names::socket);
+    const PropertyValue* keyValue = find(kovd, names::targetDevKey);
+    const PropertyValue* numberValue = find(kovd, names::slotNumber);
+    if (socketValue == nullptr || keyValue == nullptr || numberValue == nullptr)
+    {
+        return false;
+    }
+    const auto& socket = std::get<std::string>(*socketValue);
+    const auto& key = std::get<std::string>(*keyValue);
+    const auto number = std::get<std::uint16_t>(*numberValue);
+    if (socket.empty() || key.empty())
+    {
+        return false;
+    }
+
+    const std::string byNumber = "CPU" + std::to_string(number);
+    LOG_AT(site, trace::detail, "kovd_CPU_Key: %s", key.c_str());
+    LOG_AT(site, trace::detail, "smbios_CPU_socket: %s", socket.c_str());
+    LOG_AT(site, trace::detail, "kovd_cpu_slotnum: %d", number);
+    LOG_AT(site, trace::detail, "VerifyCPUSlot: %s", byNumber.c_str());
+    const std::string upperSocket = toUpperCopy(socket);
+    if (!equalsExact(upperSocket, byNumber))
+    {
+        return false;
+    }
+
+    const FqddTokens tokens = splitFqdd(key);
+    if (!hasThreeTokens(site, tokens))
+    {
+        return false;
+    }
+    const std::string_view slot = tokens.token[2];
+    LOG_AT(site, trace::detail, "Slot number=%.*s", precision(slot), slot.data());
+    // As text, not as a number: "01" is another socket than "1".
+    return equalsExact(upperSocket, std::string("CPU").append(slot));
+}
+
+} // namespace
+
+bool CompareAssociationProperties(const PropertyMap& smbios, const PropertyMap& kovd,
+                                  int interfaceType)
+try
+{
+    switch (interfaceType)
+    {
+        case compare::slotForKovd:
+        case compare::slotForSmbios:
+            return matchSlots(smbios, kovd);
+        case compare::slotDevice:
+            return matchSlotDevice(smbios, kovd);
+        case compare::cpu:
+        case compare::cpuAlias:
+            return matchSockets(UTIL_SITE, smbios, kovd);
+        default:
+            return false;
+    }
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception in CompareAssociationProperties: %s", e.what());
+    return false;
+}
+catch (...)
+{
+    UTIL_LOG(trace::error, "Unknown Exception in CompareAssociationProperties");
+    return false;
+}
+
+bool matchFQDD(std::string_view designation, std::string_view fqdd)
+{
+    const FqddTokens tokens = splitFqdd(fqdd);
+    UTIL_LOG(trace::info, "KOVD fqdd %.*s", precision(fqdd), fqdd.data());
+    UTIL_LOG(trace::info, "SMBIOS fqdd %.*s", precision(designation), designation.data());
+    if (!hasThreeTokens(UTIL_SITE, tokens))
+    {
+        return false;
+    }
+    const auto& [deviceType, slotType, slotNumber] = tokens.token;
+    UTIL_LOG(trace::info, "Device Type=%.*s", precision(deviceType), deviceType.data());
+    UTIL_LOG(trace::info, "Slot Type=%.*s", precision(slotType), slotType.data());
+    UTIL_LOG(trace::info, "Slot number=%.*s", precision(slotNumber), slotNumber.data());
+
+    if (!equalsExact(toUpperCopy(slotType), "SLOT"))
+    {
+        return false;
+    }
+    // Only the slot is asked for; a designation without a bay still names one.
+    SlotAndBay smbios;
+    parseSlotAndBay(designation, smbios);
+
+    const auto fqddSlot = parseSlotNumber(UTIL_SITE, slotNumber);
+    if (!fqddSlot)
+    {
+        return false;
+    }
+    const SlotVerdict verdict = compareSlots(smbios.slot, *fqddSlot);
+    UTIL_LOG(trace::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, *fqddSlot,
+             verdict.text);
+    if (!verdict.match || !containsNoCase(designation, slotType))
+    {
+        return false;
+    }
+    // The designation names the device, or says PCIe, which any device may be.
+    if (containsNoCase(designation, deviceType) || containsNoCase(designation, "PCIe"))
+    {
+        return true;
+    }
+    // A placeholder stands for whatever device sits in the slot.
+    return equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
+}
+
+SlotVerdict compareSlots(int smbiosSlot, int fqddSlot)
+{
+    if (smbiosSlot == -1 && fqddSlot == -1)
+    {
+        // The log shows that the two agree; two slots without a number are still no pair.
+        return {"MATCH", false};
+    }
+    if (smbiosSlot == fqddSlot)
+    {
+        return {"MATCH", true};
+    }
+    return {"NO_MATCH", false};
+}
+
+bool matchDiskBay(std::string_view designation, std::string_view fqdd)
+{
+    SlotAndBay smbios;
+    DiskBay kovd;
+    const bool designationRead = parseSlotAndBay(designation, smbios);
+    const bool fqddRead = parseDiskBayFqdd(fqdd, kovd);
+    if (!designationRead || !fqddRead)
+    {
+        return false;
+    }
+    // A text that was found without a number behind it names nothing.
+    if (smbios.slot == -1 || kovd.disk == -1 || smbios.bay == -1 || kovd.enclosure == -1)
+    {
+        return false;
+    }
+    return smbios.slot == kovd.disk && smbios.bay == kovd.enclosure;
+}
+
+bool convertPath(std::string_view path, std::string& boardPath)
+try
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string_view::npos || slash + 1 == path.size())
+    {
+        return false;
+    }
+    const std::string_view leaf = path.substr(slash);
+    boardPath.reserve(names::kovdBoardPath.size() + leaf.size()); // all that can fail, up front
+    boardPath.assign(names::kovdBoardPath).append(leaf);
+    return true;
+}
+catch (const std::exception& e)
+{
+    UTIL_LOG(trace::error, "Exception in convertPath: %s", e.what());
+    return false;
+}
