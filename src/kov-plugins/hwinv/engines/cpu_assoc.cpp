@@ -6,6 +6,7 @@
 #include "engines/cpu_failures.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "engines/match.hpp"
+#include "store/one_piece.hpp"
 #include "store/store.hpp"
 
 #include <exception>
@@ -80,6 +81,7 @@ try
 {
     for (const std::string& path : smbiosCPUObjs.listObjectPaths())
     {
+        MutexLock piece(pieceMutex);
         AssocForSmbiosCPU(path);
     }
 }

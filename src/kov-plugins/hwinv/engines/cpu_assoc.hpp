@@ -5,16 +5,18 @@
  * The SMBIOS direction adds to the list last written; the KOVD direction writes exactly what it
  * finds now and replaces whatever the object carried.
  *
- * Any thread; takes its own lock. None of these throws.
+ * Any thread; takes its own lock. CPUAssociation begins a piece for each of its steps
+ * (store/one_piece.hpp); the others run inside a piece. None of these throws.
  */
 #pragma once
 
+#include "store/one_piece.hpp"
 #include "store/types.hpp"
 
 #include <string>
 
-/** The full pass over the stored SMBIOS processors, in path order. */
-void CPUAssociation();
+/** The full pass over the stored SMBIOS processors, in path order, each as one piece. */
+void CPUAssociation() EXCLUDES(pieceMutex);
 
 /** Finds what an SMBIOS processor still lacks, partner or caches, and adds it to the list. */
 void AssocForSmbiosCPU(const std::string& smbiosPath);

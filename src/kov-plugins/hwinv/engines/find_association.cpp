@@ -9,6 +9,7 @@
 #include "engines/pcie_kovd_search.hpp"
 #include "engines/pcie_smbios_search.hpp"
 #include "engines/slot_association.hpp"
+#include "store/one_piece.hpp"
 #include "store/store.hpp"
 
 #include <exception>
@@ -180,6 +181,7 @@ try
     }
     for (const std::string& path : paths)
     {
+        MutexLock piece(pieceMutex);
         if (isPathAssociated(smbiosSide, path))
         {
             UTIL_LOG(trace::warning, "SMBIOS object already associated with KOVD object: %s",

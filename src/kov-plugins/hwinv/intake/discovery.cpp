@@ -8,6 +8,7 @@
 #include "intake/smbios_rows.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
+#include "store/one_piece.hpp"
 
 #include <algorithm>
 #include <array>
@@ -53,22 +54,30 @@ ManagedObjectMap kovdObjects(sdbusplus::bus_t& bus, std::string_view path)
     return objects;
 }
 
-/** Inserts, in path order, whatever has a row; each logged at `site` behind `label`. */
+/** Inserts one object under each interface that has a row; logged at `site` behind `label`. */
+template <std::size_t N>
+void insertObject(const Site& site, const char* label, const std::array<InsertRow, N>& rows,
+                  const std::string& path, const InterfaceMap& interfaces)
+{
+    for (const auto& [interface, properties] : interfaces)
+    {
+        if (const InsertRow* row = findRow(rows, path, interface))
+        {
+            LOG_AT(site, trace::error, "%s = %s", label, path.c_str());
+            row->operation(path, properties);
+        }
+    }
+}
+
+/** Inserts the objects in path order, each as a piece of its own. */
 template <std::size_t N>
 void insertObjects(const Site& site, const char* label, const std::array<InsertRow, N>& rows,
-                   const ManagedObjectMap& objects)
+                   const ManagedObjectMap& objects) EXCLUDES(pieceMutex)
 {
-    for (const auto& [objectPath, interfaces] : objects)
+    for (const auto& [path, interfaces] : objects)
     {
-        const std::string& path = objectPath.str;
-        for (const auto& [interface, properties] : interfaces)
-        {
-            if (const InsertRow* row = findRow(rows, path, interface))
-            {
-                LOG_AT(site, trace::error, "%s = %s", label, path.c_str());
-                row->operation(path, properties);
-            }
-        }
+        MutexLock piece(pieceMutex);
+        insertObject(site, label, rows, path.str, interfaces);
     }
 }
 

@@ -3,8 +3,9 @@
  *
  * The subscription thread must keep its loop moving, so it only pushes. Each worker pops the
  * records of its queue in the order of arrival and processes them without the queue's lock, so a
- * producer never waits for a worker. The two workers run side by side, and beside a resync; the
- * store's own locks and its refusal of a second pair settle what they do at once.
+ * producer never waits for a worker. The two workers run beside each other and beside a resync, but
+ * each record is one piece (store/one_piece.hpp): what the other worker or the resync does comes
+ * before it or after it, never in between.
  *
  * SMBIOS records of all three kinds and the removals that the platform daemon announces arrive on
  * smbiosMessageQueue. No row of the SMBIOS worker fits a platform object, so such a removal has no
@@ -24,6 +25,7 @@
 #include "intake/smbios_rows.hpp"
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
+#include "store/one_piece.hpp"
 #include "store/store.hpp"
 
 #include <array>
@@ -287,6 +289,7 @@ void processKovdMessagesInQueue()
 void processSmbiosRecord(const Site& site, const SignalRecord& record)
 try
 {
+    MutexLock piece(pieceMutex);
     dispatchSmbios(site, record);
 }
 catch (const std::exception& e)
@@ -303,6 +306,7 @@ catch (...)
 void processKovdRecord(const Site& site, const SignalRecord& record)
 try
 {
+    MutexLock piece(pieceMutex);
     dispatchKovd(site, record);
 }
 catch (const std::exception& e)
