@@ -58,7 +58,7 @@ void removeFromPlatform(const string& path, const std::vector<string>& interface
     record.type = SignalType::InterfacesRemoved;
     record.objectPath = path;
     record.removedInterfaces = interfaces;
-    processKovdRecord({trace::utilFile, 1, "processKovdMessagesInQueue"}, record);
+    processKovdRecord({log_label::util, "processKovdMessagesInQueue"}, record);
 }
 
 /** The event as it reaches the daemon. */

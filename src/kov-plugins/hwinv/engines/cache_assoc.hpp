@@ -35,16 +35,16 @@ bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
                        std::string& handleName);
 
 /**
- * From a processor: pairs it with every stored cache that it names and appends their tuples. Ends
- * early, on purpose, at a cache that has vanished meanwhile. Never throws.
+ * From a processor: pairs it with every stored cache that it names and appends their tuples. A
+ * cache that has vanished meanwhile ends the search: no cache behind it is compared. Never throws.
  */
 void FindAssocCacheObjs(const PropertyMap& cpuProperties, const std::string& cpuPath,
                         AssociationList& additions);
 
 /**
  * From a cache: pairs it with every stored processor that names it, appends those to `cpuPaths`
- * and a tuple each to `additions`. Ends early, on purpose, at a processor that has vanished
- * meanwhile. Never throws.
+ * and a tuple each to `additions`. A processor that has vanished meanwhile ends the search: no
+ * processor behind it is compared. Never throws.
  */
 void GetSMBIOSCPUObjForCache(const std::string& cachePath, std::vector<std::string>& cpuPaths,
                              AssociationList& additions);

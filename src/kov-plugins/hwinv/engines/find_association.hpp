@@ -24,7 +24,7 @@ void FindAssociation(int sourceCode, int objectType, const std::string& path);
 
 /**
  * The full pass: offers every SMBIOS slot that has no partner to the platform's slots, devices and
- * chassis objects, in path order, each as one piece. Ends early, on purpose, at a slot that has
- * vanished meanwhile: the rest waits for the next pass or event. Never throws.
+ * chassis objects, in path order, each as one piece. A slot that has vanished meanwhile ends the
+ * pass: the rest waits for the next pass or event. Never throws.
  */
 void AssociateSMBIOSPCIESlotsObjToKOVDObjs() EXCLUDES(pieceMutex);

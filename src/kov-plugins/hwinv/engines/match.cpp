@@ -1,6 +1,6 @@
 #include "engines/match.hpp"
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 #include "base/names.hpp"
 #include "engines/fqdd.hpp"
 
@@ -50,7 +50,7 @@ bool hasThreeTokens(const Site& site, const FqddTokens& tokens)
 {
     if (tokens.count < tokens.token.size())
     {
-        LOG_AT(site, trace::error, "KOVD Fqdd is not in expected format");
+        LOG_AT(site, level::error, "KOVD Fqdd is not in expected format");
         return false;
     }
     // The split yields no empty token; the guard stays for whoever changes the split.
@@ -68,7 +68,7 @@ try
 }
 catch (const std::exception&)
 {
-    LOG_AT(site, trace::info, "Failed to Parse the Slot Number");
+    LOG_AT(site, level::info, "Failed to Parse the Slot Number");
     return std::nullopt;
 }
 
@@ -147,10 +147,10 @@ bool matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap
     }
 
     const std::string byNumber = "CPU" + std::to_string(number);
-    LOG_AT(site, trace::detail, "kovd_CPU_Key: %s", key.c_str());
-    LOG_AT(site, trace::detail, "smbios_CPU_socket: %s", socket.c_str());
-    LOG_AT(site, trace::detail, "kovd_cpu_slotnum: %d", number);
-    LOG_AT(site, trace::detail, "VerifyCPUSlot: %s", byNumber.c_str());
+    LOG_AT(site, level::trace, "kovd_CPU_Key: %s", key.c_str());
+    LOG_AT(site, level::trace, "smbios_CPU_socket: %s", socket.c_str());
+    LOG_AT(site, level::trace, "kovd_cpu_slotnum: %d", number);
+    LOG_AT(site, level::trace, "VerifyCPUSlot: %s", byNumber.c_str());
     const std::string upperSocket = toUpperCopy(socket);
     if (!equalsExact(upperSocket, byNumber))
     {
@@ -163,7 +163,7 @@ bool matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap
         return false;
     }
     const std::string_view slot = tokens.token[2];
-    LOG_AT(site, trace::detail, "Slot number=%.*s", precision(slot), slot.data());
+    LOG_AT(site, level::trace, "Slot number=%.*s", precision(slot), slot.data());
     // As text, not as a number: "01" is another socket than "1".
     return equalsExact(upperSocket, std::string("CPU").append(slot));
 }
@@ -188,30 +188,26 @@ try
             return false;
     }
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception in CompareAssociationProperties: %s", e.what());
-    return false;
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "Unknown Exception in CompareAssociationProperties");
+    logFailure(UTIL_SITE, {"Exception in CompareAssociationProperties: %s",
+                           "Unknown Exception in CompareAssociationProperties"});
     return false;
 }
 
 bool matchFQDD(std::string_view designation, std::string_view fqdd)
 {
     const FqddTokens tokens = splitFqdd(fqdd);
-    UTIL_LOG(trace::info, "KOVD fqdd %.*s", precision(fqdd), fqdd.data());
-    UTIL_LOG(trace::info, "SMBIOS fqdd %.*s", precision(designation), designation.data());
+    UTIL_LOG(level::info, "KOVD fqdd %.*s", precision(fqdd), fqdd.data());
+    UTIL_LOG(level::info, "SMBIOS fqdd %.*s", precision(designation), designation.data());
     if (!hasThreeTokens(UTIL_SITE, tokens))
     {
         return false;
     }
     const auto& [deviceType, slotType, slotNumber] = tokens.token;
-    UTIL_LOG(trace::info, "Device Type=%.*s", precision(deviceType), deviceType.data());
-    UTIL_LOG(trace::info, "Slot Type=%.*s", precision(slotType), slotType.data());
-    UTIL_LOG(trace::info, "Slot number=%.*s", precision(slotNumber), slotNumber.data());
+    UTIL_LOG(level::info, "Device Type=%.*s", precision(deviceType), deviceType.data());
+    UTIL_LOG(level::info, "Slot Type=%.*s", precision(slotType), slotType.data());
+    UTIL_LOG(level::info, "Slot number=%.*s", precision(slotNumber), slotNumber.data());
 
     if (!equalsExact(toUpperCopy(slotType), "SLOT"))
     {
@@ -227,7 +223,7 @@ bool matchFQDD(std::string_view designation, std::string_view fqdd)
         return false;
     }
     const SlotVerdict verdict = compareSlots(smbios.slot, *fqddSlot);
-    UTIL_LOG(trace::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, *fqddSlot,
+    UTIL_LOG(level::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, *fqddSlot,
              verdict.text);
     if (!verdict.match || !containsNoCase(designation, slotType))
     {
@@ -289,6 +285,6 @@ try
 }
 catch (const std::exception& e)
 {
-    UTIL_LOG(trace::error, "Exception in convertPath: %s", e.what());
+    UTIL_LOG(level::error, "Exception in convertPath: %s", e.what());
     return false;
 }
