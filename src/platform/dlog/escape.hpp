@@ -15,10 +15,10 @@
 namespace dlog
 {
 
-// The length of the text once escaped.
+/** The length of the text once escaped. */
 std::size_t escapedSize(std::string_view text);
 
-// Writes the escaped text at out, which has room for escapedSize(text). Returns the end of it.
+/** Writes the escaped text at out, which has room for escapedSize(text). Returns the end of it. */
 char* escape(std::string_view text, char* out);
 
 } // namespace dlog
