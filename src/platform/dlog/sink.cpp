@@ -76,14 +76,42 @@ static_assert(std::atomic<unsigned>::is_always_lock_free);
 static_assert(std::atomic<unsigned long>::is_always_lock_free);
 static_assert(std::atomic<bool>::is_always_lock_free);
 
-int millisecondsUntil(Clock::time_point deadline)
+// How long somebody waits for a sink that is busy. The clock is not read before it is found so.
+class Patience
 {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-}
+  public:
+    void start()
+    {
+        if (!started_)
+        {
+            started_ = true;
+            end_ = Clock::now() + patience;
+        }
+    }
 
-// False when the sink takes nothing until the deadline, or never will.
-bool waitWritable(Clock::time_point deadline)
+    void renew()
+    {
+        started_ = false;
+    }
+
+    bool isStarted() const
+    {
+        return started_;
+    }
+
+    int millisecondsLeft() const
+    {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
+        return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    }
+
+  private:
+    bool started_ = false;
+    Clock::time_point end_{};
+};
+
+// False when the sink takes nothing for longer than that, or never will.
+bool waitWritable(Patience& wait)
 {
     if (sinkIsFile)
     {
@@ -92,21 +120,23 @@ bool waitWritable(Clock::time_point deadline)
     for (;;)
     {
         pollfd sink{STDERR_FILENO, POLLOUT, 0};
-        const int ready = poll(&sink, 1, stalled ? 0 : millisecondsUntil(deadline));
+        const bool mayWait = wait.isStarted() && !stalled;
+        const int ready = poll(&sink, 1, mayWait ? wait.millisecondsLeft() : 0);
         if (ready > 0)
         {
             stalled = false;
             return sink.revents == POLLOUT;
         }
-        if (ready == 0)
+        if (ready == 0 && (mayWait || stalled))
         {
             stalled = true;
             return false;
         }
-        if (errno != EINTR)
+        if (ready < 0 && errno != EINTR)
         {
             return false;
         }
+        wait.start();
     }
 }
 
@@ -273,17 +303,18 @@ void Line::took(std::size_t size)
 bool writeAll(std::string_view text)
 {
     Line line{text};
-    auto deadline = Clock::now() + patience;
-    while (!line.isOut() && waitWritable(deadline))
+    Patience wait;
+    while (!line.isOut() && waitWritable(wait))
     {
         const ssize_t written = line.writePiece();
         if (written > 0)
         {
-            deadline = Clock::now() + patience; // a slow reader is not a stalled one
+            wait.renew(); // a slow reader is not a stalled one
             continue;
         }
         const bool again = written < 0 && (errno == EINTR || errno == EAGAIN);
-        if (!again || Clock::now() >= deadline)
+        wait.start();
+        if (!again || wait.millisecondsLeft() == 0)
         {
             break;
         }
