@@ -27,6 +27,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 
 constinit int dlog_threshold = dlog::level::info;
@@ -109,14 +110,15 @@ Site siteOf(const char* format, va_list values)
 std::string_view assemble(Buffer& buffer, std::string_view prefix, std::string_view text,
                           std::string_view suffix)
 {
-    const std::size_t size = prefix.size() + escapedSize(text) + suffix.size();
+    const std::size_t textSize = escapedSize(text);
+    const std::size_t size = prefix.size() + textSize + suffix.size();
     if (!buffer.makeRoom(size))
     {
         return {};
     }
     char* out = buffer.data();
     out = std::copy(prefix.begin(), prefix.end(), out);
-    out = escape(text, out);
+    out = escape(text, textSize, out);
     std::copy(suffix.begin(), suffix.end(), out);
     return {buffer.data(), size};
 }
@@ -136,11 +138,15 @@ int logToJournal(int level, int module, const Site& site, std::string_view text)
 
 int logToSink(int level, int module, std::string_view text)
 {
-    char prefix[32];
-    const int length = std::snprintf(prefix, sizeof prefix, "%d %d ", level, module);
+    char prefix[2 * sizeof "-2147483648"];
+    char* end = prefix;
+    for (const int number : {level, module})
+    {
+        end = std::to_chars(end, std::end(prefix), number).ptr;
+        *end++ = ' ';
+    }
     Buffer buffer;
-    const std::string_view line =
-        assemble(buffer, {prefix, static_cast<std::size_t>(length)}, text, "\n");
+    const std::string_view line = assemble(buffer, {prefix, end}, text, "\n");
     if (line.empty())
     {
         countLostLine();

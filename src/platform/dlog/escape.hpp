@@ -15,10 +15,13 @@
 namespace dlog
 {
 
-// The length of the text once escaped.
+/** The length of the text once escaped. */
 std::size_t escapedSize(std::string_view text);
 
-// Writes the escaped text at out, which has room for escapedSize(text). Returns the end of it.
-char* escape(std::string_view text, char* out);
+/**
+ * Writes the escaped text at out; the size is its escapedSize, for which there is room. Returns the
+ * end of it.
+ */
+char* escape(std::string_view text, std::size_t size, char* out);
 
 } // namespace dlog

@@ -15,7 +15,7 @@
 namespace dlog
 {
 
-// Where in the program a line was written; file and function may be null: unknown.
+/** Where in the program a line was written; file and function may be null: unknown. */
 struct Site
 {
     const char* file;
@@ -23,16 +23,16 @@ struct Site
     const char* function;
 };
 
-// Whether the value of JOURNAL_STREAM ("DEVICE:INODE", null when absent) names that file.
+/** Whether the value of JOURNAL_STREAM ("DEVICE:INODE", null when absent) names that file. */
 bool namesStream(const char* journalStream, dev_t device, ino_t inode);
 
-// Whether standard error leads to the journal by the present environment.
+/** Whether standard error leads to the journal by the present environment. */
 bool standardErrorIsJournal();
 
-// The syslog priority of a level: 3, 4, 6 and 7 for error, warning, info and trace.
+/** The syslog priority of a level: 3, 4, 6 and 7 for error, warning, info and trace. */
 int priorityOf(int level);
 
-// Sends one entry. The message begins "MESSAGE=". False when the journal did not take it.
+/** Sends one entry. The message begins "MESSAGE=". False when the journal did not take it. */
 bool sendToJournal(int level, int module, const Site& site, std::string_view message);
 
 } // namespace dlog

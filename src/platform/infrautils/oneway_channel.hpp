@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
@@ -93,9 +94,12 @@ class OneWayChannel
     int enqueue(Units& unit);
     bool wakeLoop() const;
 
-    // The loop's thread only.
-    void runPending();
-    void drainPipe() const;
+    // REQUIRES: oneWayChannelOperationMutex held. Moves the oldest unit, if there is one.
+    void takeOldest(Units& unit);
+    void emptyPipe() const;
+
+    // The loop's thread only. The turn is the number of the loop's iteration.
+    void serve(std::uint64_t turn);
     void runUnit(const Unit& unit) noexcept;
     void giveBackMemory();
 
@@ -110,6 +114,8 @@ class OneWayChannel
     Units pending_;
 
     // The loop's thread only.
+    int turnsForOthers_ = 0;              // what is left of the turns that others get before a unit
+    std::uint64_t lastTurnGivenAway_ = 0; // since the last unit; 0: none
     std::size_t ranSinceTrim_ = 0;
 };
 
