@@ -23,7 +23,7 @@ void runTogether(const std::vector<std::function<void()>>& works)
     }
 }
 
-Racers::Racers(std::size_t works)
+Racers::Racers(std::size_t works) : works_(works)
 {
     for (std::size_t number = 1; number < works; ++number)
     {
@@ -33,8 +33,8 @@ Racers::Racers(std::size_t works)
 
 Racers::~Racers()
 {
-    works_ = nullptr;
-    ++round_;
+    round_ = nullptr;
+    meet();
     for (std::thread& thread : threads_)
     {
         thread.join();
@@ -43,32 +43,46 @@ Racers::~Racers()
 
 void Racers::run(const std::vector<std::function<void()>>& works)
 {
-    works_ = &works;
-    running_ = threads_.size();
-    ++round_; // go
+    round_ = &works;
+    meet(); // the others wake up
+    meet(); // and now all are awake
     works.front()();
-    while (running_ != 0)
-    {
-        std::this_thread::yield();
-    }
+    meet();
 }
 
 void Racers::race(std::size_t number)
 {
-    for (std::size_t round = 1;; ++round)
+    for (meet(); round_ != nullptr; meet())
     {
-        while (round_ != round)
+        meet();
+        (*round_)[number]();
+        meet();
+    }
+}
+
+/** Returns when all threads are here. Awake at first, for on an idle machine that is soon. */
+void Racers::meet()
+{
+    constexpr int patience = 20'000;
+
+    const std::size_t before = meetings_;
+    if (++arrived_ == works_)
+    {
+        arrived_ = 0;
         {
-            std::this_thread::yield();
+            const std::lock_guard lock(mutex_);
+            ++meetings_;
         }
-        if (works_ == nullptr)
+        met_.notify_all();
+        return;
+    }
+    for (int turn = 0; turn < patience; ++turn)
+    {
+        if (meetings_ != before)
         {
             return;
         }
-        if (number < works_->size())
-        {
-            (*works_)[number]();
-        }
-        --running_;
     }
+    std::unique_lock lock(mutex_);
+    met_.wait(lock, [&] { return meetings_ != before; });
 }

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -13,15 +15,16 @@
 void runTogether(const std::vector<std::function<void()>>& works);
 
 /**
- * The same for many rounds: the threads are kept from one to the next and wait without sleeping,
- * so even works of a few microseconds meet. The first work is the calling thread's own.
+ * The same for many rounds: the threads are kept from one to the next, and a work begins only when
+ * all threads are awake, so even works of a few microseconds meet. The first work is the calling
+ * thread's own.
  *
  * One thread at a time.
  */
 class Racers
 {
   public:
-    /** At most so many works a round. */
+    /** So many works a round. */
     explicit Racers(std::size_t works);
     ~Racers();
 
@@ -33,9 +36,13 @@ class Racers
 
   private:
     void race(std::size_t number);
+    void meet();
 
-    const std::vector<std::function<void()>>* works_ = nullptr; // null: the threads end
-    std::atomic<std::size_t> round_ = 0;
-    std::atomic<std::size_t> running_ = 0;
+    const std::size_t works_;
+    const std::vector<std::function<void()>>* round_ = nullptr; // null: the threads end
+    std::atomic<std::size_t> arrived_ = 0;                      // at the meeting that is next
+    std::atomic<std::size_t> meetings_ = 0;
+    std::mutex mutex_;
+    std::condition_variable met_;
     std::vector<std::thread> threads_;
 };

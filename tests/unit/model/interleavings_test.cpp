@@ -22,6 +22,7 @@
 #include <iterator>
 #include <random>
 #include <sstream>
+#include <thread>
 
 namespace
 {
@@ -42,6 +43,9 @@ constexpr int meetings = 10;
 /** The threads start so many turns of an empty loop apart at most, about the time of a record. */
 constexpr int mostDelay = 2000;
 
+/** In one of these meetings the threads log, which takes them longer, and give way now and then. */
+constexpr int linesAWay = 32;
+
 std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise)
 {
     const char* text = std::getenv(variable);
@@ -53,6 +57,17 @@ void delay(int turns)
     for (int turn = 0; turn < turns; ++turn)
     {
         std::atomic_signal_fence(std::memory_order_seq_cst); // keeps the loop
+    }
+}
+
+/** In the middle of a piece, now and then: another thread may go on here, also on a busy machine.
+ */
+void giveWay(const LogLine& /*line*/)
+{
+    thread_local std::minstd_rand random(std::random_device{}());
+    if (random() % linesAWay == 0)
+    {
+        std::this_thread::yield();
     }
 }
 
@@ -170,7 +185,7 @@ class Interleavings : public FreshStore
                 collision_ = generator_.next(withPass);
                 ends_ = endsInTheModel(collision_);
             }
-            check(endOf(racers));
+            check(endOf(racers, round % meetings == 0));
         }
         EXPECT_EQ(failures_, 0U) << "of " << rounds << " rounds; HWINV_SEED=" << seed_
                                  << "; the first:\n"
@@ -183,10 +198,11 @@ class Interleavings : public FreshStore
     }
 
   private:
-    State endOf(Racers& racers)
+    State endOf(Racers& racers, bool withLog)
     {
         resetStore();
-        recorded_log::setLevel(0);
+        recorded_log::setLevel(withLog ? 9 : 0);
+        recorded_log::setHook(giveWay);
         for (const Act& act : collision_.before)
         {
             perform(act);
