@@ -1,14 +1,14 @@
 /*
- * The road of a line: format, escape, send.
+ * What happens to a line: format, escape, send.
  *
- * Formatting is vsnprintf's work. Its async-signal safety is nobody's promise, but glibc's takes
+ * vsnprintf formats. No standard says that it may be called in a signal handler, but glibc's takes
  * neither lock nor heap for %s, %c, %p and the integer conversions: it works on a private string
- * stream and turns to malloc only for wide characters, floating point, numbered arguments and
- * widths or precisions beyond its own stack room. The header asks no more of a handler's lines.
+ * stream and calls malloc only for wide characters, floating point, numbered arguments and widths
+ * or precisions beyond its own stack room. The header allows no other lines in a handler.
  *
  * A line that outgrows its stack buffer is formatted again into a mapping of the size that the
- * first attempt told. Nothing is cut; what cannot be had (no memory, a reader that stalls) loses
- * the whole line, and the loss is counted where the line would have stood.
+ * first attempt told. Without memory the whole line is lost, and the loss is counted where the line
+ * would have been.
  *
  * The environment is read by a constructor function that runs before the C++ statics of the program
  * are built, for they may log.

@@ -3,7 +3,7 @@
  *
  * \n, \r and \t are written so; every other control character, DEL and the UTF-8 form of the C1
  * controls (U+0080 to U+009F, U+0085 among them is "next line") byte by byte as \xHH. All other
- * bytes, also invalid UTF-8, stand for themselves.
+ * bytes, also invalid UTF-8, are written as they are.
  *
  * Any thread; pure, safe in a signal handler.
  */

@@ -3,8 +3,8 @@
  *
  * Any thread, and any signal handler as long as the entry fits a datagram (200 kB at least): the
  * library takes no lock and no heap until then. Changes errno.
- * A journal that does not read holds up its writers; they are at its mercy like every other service
- * of the system, and its watchdog restarts it.
+ * A journal that does not read holds up its writers, as it does every other service of the system;
+ * its watchdog restarts it.
  */
 #pragma once
 

@@ -145,7 +145,7 @@ void OneWayChannel::registerForkHandlers()
     static bool registered = false;
     if (!registered)
     {
-        // It fails only without memory; a process that never forks is none the worse.
+        // It fails only without memory, and a process that never forks does not need them.
         registered = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) == 0;
     }
 }

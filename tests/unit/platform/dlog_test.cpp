@@ -1,4 +1,6 @@
-// What a program that logs leaves on its standard error, seen from outside.
+/*
+ * What a program that logs leaves on its standard error, seen from outside.
+ */
 #include "child.hpp"
 
 #include <gtest/gtest.h>

@@ -19,7 +19,7 @@ std::string escaped(const std::string& text)
 
 } // namespace
 
-TEST(Escape, PlainTextStandsForItself)
+TEST(Escape, PlainTextStaysAsItIs)
 {
     EXPECT_EQ(escaped(""), "");
     EXPECT_EQ(escaped("a line: %s %n \\ ~"), "a line: %s %n \\ ~");

@@ -5,8 +5,8 @@
 
 #include <atomic>
 
-// How often read was called, by the program or a library.
+/** How often read was called, by the program or a library. */
 extern std::atomic<int> reads;
 
-// While it is set, epoll_ctl takes no further descriptor.
+/** While it is set, epoll_ctl takes no further descriptor. */
 extern std::atomic<bool> epollIsFull;

@@ -1,5 +1,7 @@
-// The executor with a real loop and a real log, all in this process; what a fork or a missing
-// descriptor does to it happens in children.
+/*
+ * The executor with a real loop and a real log, all in this process; what a fork or a missing
+ * descriptor does to it happens in children.
+ */
 #include "child.hpp"
 #include "infrautils/oneway_channel.hpp"
 #include "kernel_double.hpp"
