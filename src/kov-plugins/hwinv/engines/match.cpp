@@ -53,7 +53,7 @@ bool hasThreeTokens(const Site& site, const FqddTokens& tokens)
         LOG_AT(site, level::error, "KOVD Fqdd is not in expected format");
         return false;
     }
-    // The split yields no empty token; the guard stays for whoever changes the split.
+    // The split yields no empty token; the guard stays in case the split changes.
     return !tokens.token[0].empty() && !tokens.token[1].empty() && !tokens.token[2].empty();
 }
 

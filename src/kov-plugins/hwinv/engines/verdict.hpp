@@ -1,8 +1,8 @@
 /*
  * What a rule of matching answers: yes, or the first condition that does not hold.
  *
- * A verdict is one byte and converts to bool, so whoever only wants the answer pays nothing for
- * the reason. The values that a condition compares are in the property maps that were compared.
+ * A verdict is one byte and converts to bool, so a caller that needs only the answer pays nothing
+ * for the reason. The values that a condition compares are in the property maps that were compared.
  * Values only; no lock.
  */
 #pragma once
