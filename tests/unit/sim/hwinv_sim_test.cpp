@@ -91,6 +91,7 @@ TEST_F(HwinvSim, SaysWhenItIsReadyAndEndsOnSignals)
         EXPECT_EQ(watcher.managedObjects(smbiosService, smbiosRoot).body[0].size(), 6U);
         EXPECT_EQ(watcher.managedObjects(kovdService, boardRoot).body[0].size(), 5U);
         EXPECT_EQ(served->end(signal), 0);
+        EXPECT_TRUE(watcher.waitUntilFree("com.vexa.hwinv.Simulator"));
     }
 }
 
