@@ -26,6 +26,7 @@ SOURCES = {
 
 # Test files of something else than a source.
 OF_NO_SOURCE = {
+    "model/interleavings_test.cpp": "the whole daemon",
     "model/model_test.cpp": "the whole daemon",
     "sim/hwinv_sim_test.cpp": "the program",
     "sim/shipped_inventories_test.cpp": "share/inventories",
@@ -35,10 +36,11 @@ OF_NO_SOURCE = {
 COVERED_ELSEWHERE = {
     "base/clock.cpp": "the slow suite; everything else takes a double in its place",
     "bus/connection.cpp": "the bus suite: it needs a bus",
-    "engines/candidates.cpp": "the tests of the searches, its only callers",
-    "engines/cpu_failures.cpp": "the tests of the searches, its only callers",
+    "base/heap.cpp": "the bus suite: what it gives back shows in the whole process",
+    "frame/startup.cpp": "the bus suite: each start runs its steps",
     "intake/discovery.cpp": "the bus suite: it needs a bus with services",
     "intake/message_queue.cpp": "workers_test.cpp: both ends of a queue",
+    "store/one_piece.cpp": "model/interleavings_test.cpp",
     "objects/kept_properties.cpp": "the tests of the inserts, its only callers",
 }
 
