@@ -44,7 +44,7 @@ std::string makeFolder()
 }
 
 /** The limits are those of a session bus, raised so that no storm or backlog of ours meets one. */
-std::string configuration(const std::string& folder)
+std::string configuration(const std::string& folder, unsigned matchRules)
 {
     return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -66,7 +66,8 @@ std::string configuration(const std::string& folder)
   <limit name="max_incomplete_connections">10000</limit>
   <limit name="max_connections_per_user">100000</limit>
   <limit name="max_names_per_connection">50000</limit>
-  <limit name="max_match_rules_per_connection">50000</limit>
+  <limit name="max_match_rules_per_connection">)" +
+           std::to_string(matchRules) + R"(</limit>
   <limit name="max_replies_per_connection">500000</limit>
 </busconfig>
 )";
@@ -131,11 +132,11 @@ std::string textOf(const std::string& file)
 
 } // namespace
 
-PrivateBus::PrivateBus() : folder_(makeFolder())
+PrivateBus::PrivateBus(unsigned matchRulesPerConnection) : folder_(makeFolder())
 {
     try
     {
-        start();
+        start(matchRulesPerConnection);
     }
     catch (...)
     {
@@ -153,11 +154,11 @@ PrivateBus::~PrivateBus()
     std::filesystem::remove_all(folder_, ignored);
 }
 
-void PrivateBus::start()
+void PrivateBus::start(unsigned matchRules)
 {
     const std::string file = folder_ + "/bus.conf";
     std::ofstream config(file);
-    config << configuration(folder_);
+    config << configuration(folder_, matchRules);
     config.close();
     if (!config)
     {

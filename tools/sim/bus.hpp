@@ -17,8 +17,12 @@ namespace sim
 class PrivateBus
 {
   public:
-    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. */
-    PrivateBus();
+    /** More than anybody asks for. */
+    static constexpr unsigned manyMatchRules = 50000;
+
+    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. A
+     *  connection is allowed so many match rules; the bus refuses more. */
+    explicit PrivateBus(unsigned matchRulesPerConnection = manyMatchRules);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
@@ -38,7 +42,7 @@ class PrivateBus
     void kill();
 
   private:
-    void start();
+    void start(unsigned matchRules);
 
     std::string folder_;
     std::string address_;
