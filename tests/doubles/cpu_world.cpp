@@ -88,8 +88,7 @@ void cpu_world::pairCpus(const string& smbiosPath, const string& kovdPath)
 
 bool cpu_world::isPair(const string& smbiosPath, const string& kovdPath)
 {
-    string partner;
-    return findAssociatedSMBIOSPath(kovdPath, partner) && partner == smbiosPath;
+    return findAssociatedSMBIOSPath(kovdPath) == smbiosPath;
 }
 
 void cpu_world::pairCaches(const string& cpuPath, const Paths& cachePaths)

@@ -56,8 +56,7 @@ std::size_t world::comparisons(const std::string& fqdd)
 
 bool world::isPair(const std::string& smbiosPath, const std::string& kovdPath)
 {
-    std::string partner;
-    return findAssociatedSMBIOSPath(kovdPath, partner) && partner == smbiosPath;
+    return findAssociatedSMBIOSPath(kovdPath) == smbiosPath;
 }
 
 void world::when(const std::string& text, const std::function<void()>& action)

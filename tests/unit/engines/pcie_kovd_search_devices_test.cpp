@@ -71,8 +71,7 @@ TEST(IterateKOVDPCIeSlotDeviceObjs, takesEveryDeviceThatMatchesByItself)
         searchDevices(matched, 1, smbios1);
         EXPECT_EQ(recorded_requests::all(),
                   (Requests{paired(far1, smbios1), paired(far3, smbios1)}));
-        string partner;
-        takeAssociatedKOVDPath(smbios1, partner);
+        takeAssociatedKOVDPath(smbios1);
         EXPECT_EQ(engineLines(), joined({devicePaired(far1, smbios1, deviceAdded),
                                          devicePaired(far3, smbios1, deviceRefused)}));
     }

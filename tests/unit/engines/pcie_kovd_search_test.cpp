@@ -89,8 +89,7 @@ TEST(IterateKOVDPCIeSlotObjs, writesAlsoWhenThePairIsRefused)
                                 slotSearch + "Already present in active associations"}}));
         EXPECT_EQ(recorded_requests::all(), Requests{paired(slot1, smbios1)});
         EXPECT_TRUE(isPair(row.smbios, row.kovd));
-        string partner;
-        takeAssociatedKOVDPath(row.smbios, partner);
+        takeAssociatedKOVDPath(row.smbios);
     }
 }
 

@@ -58,8 +58,7 @@ TEST(IterateSMBIOSObjs, readsTheMapOfItsType)
         EXPECT_EQ(recorded_requests::all(), Requests{paired(slot1, smbios1)});
 
         row.map.eraseObject(slot1);
-        string partner;
-        EXPECT_TRUE(takeAssociatedKOVDPath(smbios1, partner));
+        EXPECT_TRUE(takeAssociatedKOVDPath(smbios1));
     }
 }
 
@@ -219,8 +218,7 @@ TEST(IterateSMBIOSPCISlotObjs, writesAlsoWhenThePairIsRefused)
                   Lines{"5 IterateSMBIOSPCISlotObjs: Association not added successfully " + slot1});
         EXPECT_EQ(recorded_requests::all(), Requests{paired(slot1, smbios1)});
         EXPECT_TRUE(isPair(row.smbios, row.kovd));
-        string partner;
-        takeAssociatedKOVDPath(row.smbios, partner);
+        takeAssociatedKOVDPath(row.smbios);
     }
 }
 

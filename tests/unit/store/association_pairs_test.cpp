@@ -22,14 +22,12 @@ const string kovdC = prefix + "board/pcie_slot1";
 
 std::optional<string> smbiosOf(const string& kovdPath)
 {
-    string partner;
-    return findAssociatedSMBIOSPath(kovdPath, partner) ? std::optional(partner) : std::nullopt;
+    return findAssociatedSMBIOSPath(kovdPath);
 }
 
 std::optional<string> kovdOf(const string& smbiosPath)
 {
-    string partner;
-    return findAssociatedKOVDPath(smbiosPath, partner) ? std::optional(partner) : std::nullopt;
+    return findAssociatedKOVDPath(smbiosPath);
 }
 
 void erase(const string& kovdPath)
@@ -116,36 +114,28 @@ TEST(isPathAssociated, isFalseOnAnyOtherSide)
     }
 }
 
-TEST(findAssociatedSMBIOSPath, leavesTheOutputAloneWhenThereIsNone)
+TEST(findAssociatedSMBIOSPath, findsThePartnerOfAKOVDPathOnly)
 {
     ASSERT_TRUE(addAssociationPair(smbiosA, kovdC));
-    string partner = "before";
-    EXPECT_FALSE(findAssociatedSMBIOSPath(smbiosA, partner));
-    EXPECT_FALSE(findAssociatedSMBIOSPath(kovdB, partner));
-    EXPECT_EQ(partner, "before");
-    EXPECT_TRUE(findAssociatedSMBIOSPath(kovdC, partner));
-    EXPECT_EQ(partner, smbiosA);
+    EXPECT_EQ(findAssociatedSMBIOSPath(smbiosA), std::nullopt);
+    EXPECT_EQ(findAssociatedSMBIOSPath(kovdB), std::nullopt);
+    EXPECT_EQ(findAssociatedSMBIOSPath(kovdC), smbiosA);
 }
 
-TEST(findAssociatedKOVDPath, leavesTheOutputAloneWhenThereIsNone)
+TEST(findAssociatedKOVDPath, findsThePartnerOfAnSMBIOSPathOnly)
 {
     ASSERT_TRUE(addAssociationPair(smbiosA, kovdC));
-    string partner = "before";
-    EXPECT_FALSE(findAssociatedKOVDPath(kovdC, partner));
-    EXPECT_EQ(partner, "before");
-    EXPECT_TRUE(findAssociatedKOVDPath(smbiosA, partner));
-    EXPECT_EQ(partner, kovdC);
+    EXPECT_EQ(findAssociatedKOVDPath(kovdC), std::nullopt);
+    EXPECT_EQ(findAssociatedKOVDPath(smbiosA), kovdC);
 }
 
 TEST(takeAssociatedKOVDPath, takesThePairOut)
 {
     ASSERT_TRUE(addAssociationPair(smbiosA, kovdC));
     ASSERT_TRUE(addAssociationPair(smbiosD, kovdB));
-    string partner = "before";
-    EXPECT_FALSE(takeAssociatedKOVDPath(kovdC, partner));
-    EXPECT_EQ(partner, "before");
-    EXPECT_TRUE(takeAssociatedKOVDPath(smbiosA, partner));
-    EXPECT_EQ(partner, kovdC);
+    EXPECT_EQ(takeAssociatedKOVDPath(kovdC), std::nullopt);
+    EXPECT_EQ(takeAssociatedKOVDPath(smbiosA), kovdC);
+    EXPECT_EQ(takeAssociatedKOVDPath(smbiosA), std::nullopt);
     EXPECT_FALSE(isPathAssociated(smbiosSide, smbiosA));
     EXPECT_FALSE(isPathAssociated(kovdSide, kovdC));
     EXPECT_EQ(smbiosOf(kovdB), smbiosD);

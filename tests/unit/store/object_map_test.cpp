@@ -288,13 +288,6 @@ TEST(current, seesReplacedAndVanishedObjects)
     EXPECT_EQ(map.objects.current(snapshot, 0)->properties, first);
 }
 
-TEST(Candidates, walkNothingInAnEmptyMap)
-{
-    TestMap map;
-    const Candidates none(map.objects);
-    EXPECT_FALSE(none.begin() != none.end());
-}
-
 TEST(current, isNothingAsSoonAsTheObjectIsErased)
 {
     TestMap map;
@@ -303,43 +296,6 @@ TEST(current, isNothingAsSoonAsTheObjectIsErased)
     map.objects.eraseObject(slot1);
     EXPECT_EQ(map.objects.current(snapshot, 0), nullptr);
     EXPECT_EQ(map.objects.current(snapshot, 1), (*snapshot)[1]);
-}
-
-TEST(Candidates, walksInPathOrder)
-{
-    TestMap map;
-    map.insert({slot2, slot3, slot1});
-    Paths walked;
-    for (const auto [path, object] : Candidates(map.objects))
-    {
-        walked.push_back(path);
-        ASSERT_NE(object, nullptr);
-        EXPECT_EQ(object->path, path);
-    }
-    EXPECT_EQ(walked, (Paths{slot1, slot2, slot3}));
-}
-
-TEST(Candidates, showsWhatChangesDuringTheWalk)
-{
-    TestMap map;
-    map.insert({slot1, slot2, slot3});
-    std::vector<std::pair<string, bool>> walked; // path, still there
-    for (const auto [path, object] : Candidates(map.objects))
-    {
-        walked.emplace_back(path, object != nullptr);
-        if (path == slot1)
-        {
-            map.objects.eraseObject(slot2);
-            map.objects.insertObject(slot3, second);
-            map.insert({"/a/slot15", "/z"}); // too late for this walk
-        }
-        if (path == slot3)
-        {
-            EXPECT_EQ(object->properties, second);
-        }
-    }
-    EXPECT_EQ(walked,
-              (std::vector<std::pair<string, bool>>{{slot1, true}, {slot2, false}, {slot3, true}}));
 }
 
 } // namespace

@@ -93,8 +93,7 @@ TEST(Store, guardsEachMapWithAMutexOfItsOwn)
             EXPECT_EQ(other->objects.eraseObject("/object"), 0);
         }
         EXPECT_TRUE(addAssociationPair("/smbios", "/kovd"));
-        std::string partner;
-        EXPECT_TRUE(takeAssociatedKOVDPath("/smbios", partner));
+        EXPECT_TRUE(takeAssociatedKOVDPath("/smbios"));
     }
 }
 

@@ -55,8 +55,11 @@ void walk()
     for (int round = 0; round < rounds / 10; ++round)
     {
         string last;
-        for (const auto [path, object] : Candidates(kovdPCIeSlotObjs))
+        const ObjectMap::Snapshot snapshot = kovdPCIeSlotObjs.snapshot();
+        for (std::size_t index = 0; index < snapshot->size(); ++index)
         {
+            const string& path = (*snapshot)[index]->path;
+            const SharedObject object = kovdPCIeSlotObjs.current(snapshot, index);
             EXPECT_LT(last, path);
             last = path;
             if (object != nullptr)
@@ -144,8 +147,7 @@ TEST(AssociationPairs, stayOneToOneWhileThreadsAddAndErase)
             const string smbios = "/smbios/" + std::to_string((round * seed) % pathCount);
             const string kovd = "/kovd/" + std::to_string((round + seed) % pathCount);
             addAssociationPair(smbios, kovd);
-            string partner;
-            takeAssociatedKOVDPath(smbios, partner);
+            takeAssociatedKOVDPath(smbios);
             addAssociationPair(smbios, kovd);
             MutexLock lock(associationPairsMutex);
             eraseAssociationPairByKOVDPath("/kovd/" + std::to_string((round * 7) % pathCount));

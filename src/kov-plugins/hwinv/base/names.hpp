@@ -1,13 +1,12 @@
 /*
- * The names that the daemon says or listens to on the bus, and every time it waits: once. Not here
- * are the properties that are kept but never matched; they stand in the tables that keep them.
+ * The names that the daemon says or listens to on the bus, each once. Not here are the properties
+ * that are kept but never matched; they are in the tables that keep them.
  *
- * Views of literals, so `.data()` is a terminated text. Times are durations of the steady clock.
+ * Views of literals, so `.data()` is a terminated text.
  * Constant after start-up.
  */
 #pragma once
 
-#include <chrono>
 #include <string_view>
 
 namespace names
@@ -84,16 +83,3 @@ inline constexpr std::string_view processorAssociation = "processor";
 inline constexpr std::string_view cacheAssociation = "cache";
 
 } // namespace names
-
-namespace times
-{
-
-// A burst of requests settles within the debounce; the cool-down spares both services.
-inline constexpr std::chrono::seconds recoveryDebounce{5};
-inline constexpr std::chrono::seconds recoveryCoolDown{60};
-
-// Either service may come up minutes after the daemon: two late looks, whatever happens.
-inline constexpr std::chrono::seconds fallbackInitialWait{180};
-inline constexpr std::chrono::seconds fallbackRetryWait{300};
-
-} // namespace times

@@ -13,10 +13,10 @@ int setAssociations(void* /*context*/, void* data, unsigned long size)
 {
     if (data == nullptr || size == 0)
     {
-        UTIL_LOG(trace::error, "Invalid input");
+        UTIL_LOG(level::error, "Invalid input");
         return -1;
     }
-    UTIL_LOG(trace::error, "Setting associations");
+    UTIL_LOG(level::error, "Setting associations");
 
     const auto& request = *static_cast<const AssociationRequest*>(data);
     auto call =
@@ -29,7 +29,7 @@ int setAssociations(void* /*context*/, void* data, unsigned long size)
     auto reply = busConnection->call(call);
     if (reply.is_method_error())
     {
-        UTIL_LOG(trace::error, "Failed to set associations");
+        UTIL_LOG(level::error, "Failed to set associations");
         return -1;
     }
     return 0;
@@ -45,7 +45,7 @@ int sendAssociations(const Site& site, const std::string& kovdPath, AssociationL
         OneWayChannel_Execute(setAssociations, request.release(), sizeof(AssociationRequest), 1);
     if (execRet != 0)
     {
-        LOG_AT(site, trace::error, "OneWayChannel_Execute failed, execRet = %d", execRet);
+        LOG_AT(site, level::error, "OneWayChannel_Execute failed, execRet = %d", execRet);
     }
     return execRet;
 }

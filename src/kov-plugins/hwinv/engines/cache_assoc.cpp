@@ -1,15 +1,13 @@
 #include "engines/cache_assoc.hpp"
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 #include "base/names.hpp"
 #include "engines/candidates.hpp"
-#include "engines/cpu_assoc.hpp"
-#include "engines/cpu_failures.hpp"
+#include "engines/cpu_search.hpp"
 #include "engines/cpu_tuples.hpp"
 #include "store/store.hpp"
 
 #include <array>
-#include <exception>
 #include <string_view>
 
 namespace
@@ -23,33 +21,31 @@ void recordCachePair(const Site& site, const std::string& cpuPath, const std::st
 {
     if (addCpuCachePair(cpuPath, cachePath))
     {
-        LOG_AT(site, trace::info, "Association added successfully");
-        LOG_AT(site, trace::info, "CPU %s", cpuPath.c_str());
-        LOG_AT(site, trace::info, "Cache %s", cachePath.c_str());
+        LOG_AT(site, level::info, "Association added successfully");
+        LOG_AT(site, level::info, "CPU %s", cpuPath.c_str());
+        LOG_AT(site, level::info, "Cache %s", cachePath.c_str());
     }
     else
     {
-        LOG_AT(site, trace::info, "Association %s not added successfully in the map",
+        LOG_AT(site, level::info, "Association %s not added successfully in the map",
                refusedPath.c_str());
     }
 }
+
+// A new cache's processor is worded unlike a candidate of a search.
+constexpr UnusableLines unusableCPU{
+    "%s SMBIOS object not found for objPath",
+    "%s SMBIOS object properties could not be obtained for objPath",
+};
 
 /** Looks for the KOVD partner that a processor still lacks; its tuple joins `additions`. */
 void pairCPU(const Site& site, const std::string& cpuPath, AssociationList& additions)
 {
     const SharedObject cpu = smbiosCPUObjs.findObject(cpuPath);
-    if (!cpu)
+    if (examine(site, unusableCPU, cpuPath, cpu) == CandidateState::usable)
     {
-        LOG_AT(site, trace::error, "%s SMBIOS object not found for objPath", cpuPath.c_str());
-        return;
+        IterateKOVDCPUObjs(cpu->properties, cpuPath, additions);
     }
-    if (cpu->properties.empty())
-    {
-        LOG_AT(site, trace::error, "%s SMBIOS object properties could not be obtained for objPath",
-               cpuPath.c_str());
-        return;
-    }
-    IterateKOVDCPUObjs(cpu->properties, cpuPath, additions);
 }
 
 /** False when the walk over the cache's processors ends here. */
@@ -59,18 +55,18 @@ bool addToPartnerOf(const Site& site, const std::string& cpuPath, AssociationLis
     {
         pairCPU(site, cpuPath, additions);
     }
-    std::string kovdPath;
-    if (!findAssociatedKOVDPath(cpuPath, kovdPath))
+    const auto kovdPath = findAssociatedKOVDPath(cpuPath);
+    if (!kovdPath)
     {
-        LOG_AT(site, trace::warning, "%s No associations found for path", cpuPath.c_str());
+        LOG_AT(site, level::warning, "%s No associations found for path", cpuPath.c_str());
         return true;
     }
-    LOG_AT(site, trace::error, "%s associated kovd objpath", kovdPath.c_str());
-    if (additions.empty() || kovdPath.empty())
+    LOG_AT(site, level::error, "%s associated kovd objpath", kovdPath->c_str());
+    if (additions.empty() || kovdPath->empty())
     {
         return true;
     }
-    return addAssocTuples(site, kovdPath, additions);
+    return addAssocTuples(site, *kovdPath, additions);
 }
 
 } // namespace
@@ -81,30 +77,30 @@ std::size_t checkNumofCacheAssoc(const std::string& cpuPath)
     const auto cachePaths = cpuCacheAssociationPairs.cachesOfCPU(cpuPath);
     if (cachePaths.empty())
     {
-        CPU_LOG(trace::warning, "No associations found for path: %s", cpuPath.c_str());
+        CPU_LOG(level::warning, "No associations found for path: %s", cpuPath.c_str());
     }
     for (const std::string& cachePath : cachePaths)
     {
-        CPU_LOG(trace::detail, "%s associated Cache objpath", cachePath.c_str());
+        CPU_LOG(level::trace, "%s associated Cache objpath", cachePath.c_str());
     }
     return cachePaths.size();
 }
 
-bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
-                            std::string& handleName)
+Verdict CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
+                               std::string& handleName)
 {
     // A map without properties has no handle either.
     const auto handle = cacheProperties.find(names::handle);
     if (handle == cacheProperties.end() || cpuProperties.empty())
     {
-        return false;
+        return Condition::propertiesPresent;
     }
     const auto cacheHandle = std::get<std::uint16_t>(handle->second);
-    CPU_LOG(trace::detail, "Cache Handle: %d", cacheHandle);
+    CPU_LOG(level::trace, "Cache Handle: %d", cacheHandle);
     if (cacheHandle == 0)
     {
-        CPU_LOG(trace::error, "Cache Handle is 0 in cache object.Therefore no association");
-        return false;
+        CPU_LOG(level::error, "Cache Handle is 0 in cache object.Therefore no association");
+        return Condition::handleNotZero;
     }
 
     int level = 0;
@@ -117,26 +113,26 @@ bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap&
             continue;
         }
         const auto cpuHandle = std::get<std::uint16_t>(named->second);
-        CPU_LOG(trace::detail, "CPU L%d Cache Handle: %d", level, cpuHandle);
+        CPU_LOG(level::trace, "CPU L%d Cache Handle: %d", level, cpuHandle);
         if (cpuHandle != 0 && cpuHandle == cacheHandle)
         {
             handleName = name;
-            return true;
+            return Condition::none;
         }
     }
-    return false;
+    return Condition::handleEqual;
 }
 
 bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
                        std::string& handleName)
 {
     const SharedObject cache = smbiosCacheObjs.findObject(cachePath);
-    if (examine(CPU_SITE, "SMBIOS", cachePath, cache) != CandidateState::usable)
+    if (examine(CPU_SITE, unusableSmbios, cachePath, cache) != CandidateState::usable)
     {
         return false;
     }
     const SharedObject cpu = smbiosCPUObjs.findObject(cpuPath);
-    if (examine(CPU_SITE, "SMBIOS", cpuPath, cpu) != CandidateState::usable)
+    if (examine(CPU_SITE, unusableSmbios, cpuPath, cpu) != CandidateState::usable)
     {
         return false;
     }
@@ -144,7 +140,7 @@ bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
     {
         return false;
     }
-    CPU_LOG(trace::detail, "matching_cache_handle %s", handleName.c_str());
+    CPU_LOG(level::trace, "matching_cache_handle %s", handleName.c_str());
     return true;
 }
 
@@ -152,87 +148,73 @@ void FindAssocCacheObjs(const PropertyMap& cpuProperties, const std::string& cpu
                         AssociationList& additions)
 try
 {
+    const Site site = CPU_SITE;
     bool found = false;
-    for (const auto [cachePath, cache] : Candidates(smbiosCacheObjs))
+    const auto visit = [&](const std::string& cachePath, const PropertyMap& cacheProperties)
     {
-        const CandidateState state = examine(CPU_SITE, "SMBIOS", cachePath, cache);
-        if (state == CandidateState::vanished)
-        {
-            return; // on purpose: a vanished cache ends the scan without the closing line
-        }
-        if (state == CandidateState::empty)
-        {
-            continue;
-        }
         std::string handleName;
-        if (!CompareCacheAssocProps(cpuProperties, cache->properties, handleName))
+        if (CompareCacheAssocProps(cpuProperties, cacheProperties, handleName))
         {
-            continue;
+            found = true;
+            recordCachePair(site, cpuPath, cachePath, cachePath);
+            additions.push_back(cacheTuple(handleName, cachePath));
         }
-        found = true;
-        recordCachePair(CPU_SITE, cpuPath, cachePath, cachePath);
-        additions.push_back(cacheTuple(handleName, cachePath));
-    }
-    if (!found)
+        return Walk::goOn; // a processor has several caches
+    };
+    const WalkEnd end =
+        walkCandidates(site, smbiosCacheObjs, unusableSmbios, OnVanished::endWalk, visit);
+    if (end == WalkEnd::behindLast && !found)
     {
-        CPU_LOG(trace::error, "%s No association found for objPath", cpuPath.c_str());
+        CPU_LOG(level::error, "%s No association found for objPath", cpuPath.c_str());
     }
 }
 catch (...)
 {
-    operationFailed(CPU_SITE);
+    logFailure(
+        CPU_SITE,
+        {.standard = "error: %s ", .other = "exception", .busError = "Exception occurred %s"});
 }
 
 void GetSMBIOSCPUObjForCache(const std::string& cachePath, std::vector<std::string>& cpuPaths,
                              AssociationList& additions)
 try
 {
+    const Site site = CPU_SITE;
     if (!smbiosCacheObjs.hasObject(cachePath))
     {
-        CPU_LOG(trace::error, "SMbios Cache object not found for objPath: %s", cachePath.c_str());
+        CPU_LOG(level::error, "SMbios Cache object not found for objPath: %s", cachePath.c_str());
         return;
     }
     const SharedObject cache = smbiosCacheObjs.findObject(cachePath);
     if (!cache)
     {
-        CPU_LOG(trace::error, "SMBIOS object not found for objPath: %s", cachePath.c_str());
+        CPU_LOG(level::error, "SMBIOS object not found for objPath: %s", cachePath.c_str());
         return;
     }
 
     bool found = false;
-    for (const auto [cpuPath, cpu] : Candidates(smbiosCPUObjs))
+    const auto visit = [&](const std::string& cpuPath, const PropertyMap& cpuProperties)
     {
-        const CandidateState state = examine(CPU_SITE, "SMBIOS", cpuPath, cpu);
-        if (state == CandidateState::vanished)
-        {
-            return; // on purpose: a vanished processor ends the scan without the closing line
-        }
-        if (state == CandidateState::empty)
-        {
-            continue;
-        }
         std::string handleName;
-        if (!CompareCacheAssocProps(cpu->properties, cache->properties, handleName))
+        if (CompareCacheAssocProps(cpuProperties, cache->properties, handleName))
         {
-            continue;
+            found = true;
+            recordCachePair(site, cpuPath, cachePath, cpuPath);
+            cpuPaths.push_back(cpuPath);
+            additions.push_back(cacheTuple(handleName, cachePath));
         }
-        found = true;
-        recordCachePair(CPU_SITE, cpuPath, cachePath, cpuPath);
-        cpuPaths.push_back(cpuPath);
-        additions.push_back(cacheTuple(handleName, cachePath));
-    }
-    if (!found)
+        return Walk::goOn; // several processors may name the cache
+    };
+    const WalkEnd end =
+        walkCandidates(site, smbiosCPUObjs, unusableSmbios, OnVanished::endWalk, visit);
+    if (end == WalkEnd::behindLast && !found)
     {
-        CPU_LOG(trace::error, "%s No association found for objPath", cachePath.c_str());
+        CPU_LOG(level::error, "%s No association found for objPath", cachePath.c_str());
     }
-}
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "Exception: %s", e.what());
 }
 catch (...)
 {
-    CPU_LOG(trace::error, "Unknown exception");
+    logFailure(CPU_SITE, {"Exception: %s", "Unknown exception"});
 }
 
 void AddCacheAssoc(const std::string& cachePath)
@@ -240,17 +222,17 @@ try
 {
     if (hasCPUsOfCache(cachePath))
     {
-        CPU_LOG(trace::warning, "%s SMBIOS object is already fully associated ", cachePath.c_str());
+        CPU_LOG(level::warning, "%s SMBIOS object is already fully associated ", cachePath.c_str());
         return;
     }
     if (!smbiosCacheObjs.hasObject(cachePath))
     {
-        CPU_LOG(trace::error, "%s SMbios Cache object not found for objPath", cachePath.c_str());
+        CPU_LOG(level::error, "%s SMbios Cache object not found for objPath", cachePath.c_str());
         return;
     }
     if (!smbiosCacheObjs.findObject(cachePath))
     {
-        CPU_LOG(trace::error, "%s SMBIOS object not found for objPath", cachePath.c_str());
+        CPU_LOG(level::error, "%s SMBIOS object not found for objPath", cachePath.c_str());
         return;
     }
 
@@ -266,17 +248,13 @@ try
         }
         if (!addToPartnerOf(CPU_SITE, cpuPath, additions))
         {
-            return; // on purpose: processors behind one that has all tuples are not visited
+            return; // processors behind one that has all tuples are not visited
         }
     }
 }
-catch (const std::exception& e)
-{
-    CPU_LOG(trace::error, "Exception in AddCacheAssoc: %s", e.what());
-}
 catch (...)
 {
-    CPU_LOG(trace::error, "Unknown Exception in AddCacheAssoc");
+    logFailure(CPU_SITE, {"Exception in AddCacheAssoc: %s", "Unknown Exception in AddCacheAssoc"});
 }
 
 /** The tuples of the caches recorded for a processor, asked for at `site`. */
@@ -286,12 +264,12 @@ static void appendRecordedCaches(const Site& site, const std::string& cpuPath,
     const auto cachePaths = cpuCacheAssociationPairs.cachesOfCPU(cpuPath);
     if (cachePaths.empty())
     {
-        LOG_AT(site, trace::warning, "No associations found for path: %s", cpuPath.c_str());
+        LOG_AT(site, level::warning, "No associations found for path: %s", cpuPath.c_str());
         return;
     }
     for (const std::string& cachePath : cachePaths)
     {
-        LOG_AT(site, trace::error, "associated cacheobjpath  = %s", cachePath.c_str());
+        LOG_AT(site, level::error, "associated cacheobjpath  = %s", cachePath.c_str());
     }
     // A recorded pair always yields a tuple, under "cache" when the handle is not known any more.
     for (const std::string& cachePath : cachePaths)
@@ -310,20 +288,15 @@ try
 {
     if (cpuPath.empty())
     {
-        CPU_LOG(trace::error, "SMBIOS path is empty");
+        CPU_LOG(level::error, "SMBIOS path is empty");
         return;
     }
     MutexLock lock(cpuCacheAssociationPairsMutex);
-    try
-    {
-        appendRecordedCaches(CPU_SITE, cpuPath, additions);
-    }
-    catch (...) // here and not below: the lock is held to the end
-    {
-        searchFailed(CPU_SITE);
-    }
+    appendRecordedCaches(CPU_SITE, cpuPath, additions);
 }
 catch (...)
 {
-    searchFailed(CPU_SITE);
+    logFailure(CPU_SITE, {.standard = "Exception: %s",
+                          .other = "Unknown exception",
+                          .busError = "Exception occurred %s"});
 }

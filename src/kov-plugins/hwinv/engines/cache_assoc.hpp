@@ -11,6 +11,7 @@
  */
 #pragma once
 
+#include "engines/verdict.hpp"
 #include "store/cpu_cache_pairs.hpp"
 #include "store/types.hpp"
 
@@ -27,24 +28,24 @@ std::size_t checkNumofCacheAssoc(const std::string& cpuPath)
  * `handleName` becomes its property's name. A handle of 0 is none, on either side. Throws
  * std::bad_variant_access at a handle of another type.
  */
-bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
-                            std::string& handleName);
+Verdict CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
+                               std::string& handleName);
 
 /** CompareCacheAssocProps for two stored objects; false, and logged, when one is missing. */
 bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
                        std::string& handleName);
 
 /**
- * From a processor: pairs it with every stored cache that it names and appends their tuples. Ends
- * early, on purpose, at a cache that has vanished meanwhile. Never throws.
+ * From a processor: pairs it with every stored cache that it names and appends their tuples. A
+ * cache that has vanished meanwhile ends the search: no cache behind it is compared. Never throws.
  */
 void FindAssocCacheObjs(const PropertyMap& cpuProperties, const std::string& cpuPath,
                         AssociationList& additions);
 
 /**
  * From a cache: pairs it with every stored processor that names it, appends those to `cpuPaths`
- * and a tuple each to `additions`. Ends early, on purpose, at a processor that has vanished
- * meanwhile. Never throws.
+ * and a tuple each to `additions`. A processor that has vanished meanwhile ends the search: no
+ * processor behind it is compared. Never throws.
  */
 void GetSMBIOSCPUObjForCache(const std::string& cachePath, std::vector<std::string>& cpuPaths,
                              AssociationList& additions);

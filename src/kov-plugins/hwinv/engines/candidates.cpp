@@ -1,17 +1,16 @@
 #include "engines/candidates.hpp"
 
-CandidateState examine(const Site& site, const char* service, const std::string& path,
-                       const SharedObject& object)
+CandidateState examine(const Site& site, const UnusableLines& lines, const std::string& path,
+                       const SharedObject& object, int line)
 {
     if (!object)
     {
-        LOG_AT(site, trace::error, "%s object not found for objPath: %s", service, path.c_str());
+        lines.vanished.log(site, line, level::error, path.c_str());
         return CandidateState::vanished;
     }
     if (object->properties.empty())
     {
-        LOG_AT(site, trace::error, "%s object properties could not be obtained for objPath: %s",
-               service, path.c_str());
+        lines.empty.log(site, line, level::error, path.c_str());
         return CandidateState::empty;
     }
     return CandidateState::usable;

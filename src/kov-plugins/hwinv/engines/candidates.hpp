@@ -1,21 +1,89 @@
 /*
- * What every search asks first of a candidate: is it still stored, and is there anything to
- * compare? What the answer means to the walk, the search decides. No lock; any thread.
+ * The walk that all searches share: over the paths that a map has at one moment, in path order,
+ * each with the object as it is when the walk gets there.
+ *
+ * What the searches say of an entry that cannot be compared, and whether a vanished one ends the
+ * walk, differs from search to search; each names it at the call.
+ *
+ * Any thread; takes the map's own lock for each look-up and holds none while it visits.
  */
 #pragma once
 
 #include "base/log.hpp"
 #include "store/object_map.hpp"
 
+#include <cstddef>
 #include <string>
+
+/** What is said of an entry that cannot be compared; the text is its path. */
+struct UnusableLines
+{
+    LineWithText vanished; // gone since the walk began
+    LineWithText empty;    // stored without properties
+};
+
+inline constexpr UnusableLines unusableSmbios{
+    "SMBIOS object not found for objPath: %s",
+    "SMBIOS object properties could not be obtained for objPath: %s",
+};
+inline constexpr UnusableLines unusableKovd{
+    "KOVD object not found for objPath: %s",
+    "KOVD object properties could not be obtained for objPath: %s",
+};
 
 enum class CandidateState
 {
     usable,
-    vanished, // the entry has gone since the walk began
-    empty,    // the entry has no properties
+    vanished,
+    empty,
 };
 
-/** Anything but usable is logged, in the search's name, as an object of that service. */
-CandidateState examine(const Site& site, const char* service, const std::string& path,
-                       const SharedObject& object);
+/** Anything but usable is logged, in the search's name. */
+CandidateState examine(const Site& site, const UnusableLines& lines, const std::string& path,
+                       const SharedObject& object, int line = __builtin_LINE());
+
+enum class OnVanished
+{
+    skip,
+    endWalk,
+};
+
+/** A visitor's answer. */
+enum class Walk
+{
+    goOn,
+    end,
+};
+
+enum class WalkEnd
+{
+    behindLast, // every entry has had its turn
+    byVisitor,
+    atVanished,
+};
+
+/**
+ * Calls `visit(path, properties)` for each usable entry, until it answers Walk::end. Throws what
+ * `visit` throws.
+ */
+template <class Visit>
+WalkEnd walkCandidates(const Site& site, const ObjectMap& map, const UnusableLines& lines,
+                       OnVanished onVanished, Visit visit, int line = __builtin_LINE())
+{
+    const ObjectMap::Snapshot snapshot = map.snapshot();
+    for (std::size_t index = 0; index < snapshot->size(); ++index)
+    {
+        const std::string& path = (*snapshot)[index]->path;
+        const SharedObject object = map.current(snapshot, index);
+        const CandidateState state = examine(site, lines, path, object, line);
+        if (state == CandidateState::vanished && onVanished == OnVanished::endWalk)
+        {
+            return WalkEnd::atVanished;
+        }
+        if (state == CandidateState::usable && visit(path, object->properties) == Walk::end)
+        {
+            return WalkEnd::byVisitor;
+        }
+    }
+    return WalkEnd::behindLast;
+}

@@ -5,16 +5,19 @@
  * The SMBIOS direction adds to the list last written; the KOVD direction writes exactly what it
  * finds now and replaces whatever the object carried.
  *
- * Any thread; takes its own lock. None of these throws.
+ * Any thread; takes its own lock. CPUAssociation begins a piece for each of its steps
+ * (store/one_piece.hpp); the others run inside a piece. The three entry points never throw: every
+ * outcome is a log line.
  */
 #pragma once
 
+#include "store/one_piece.hpp"
 #include "store/types.hpp"
 
 #include <string>
 
-/** The full pass over the stored SMBIOS processors, in path order. */
-void CPUAssociation();
+/** The full pass over the stored SMBIOS processors, in path order, each as one piece. */
+void CPUAssociation() EXCLUDES(pieceMutex);
 
 /** Finds what an SMBIOS processor still lacks, partner or caches, and adds it to the list. */
 void AssocForSmbiosCPU(const std::string& smbiosPath);
@@ -23,15 +26,7 @@ void AssocForSmbiosCPU(const std::string& smbiosPath);
 void AssocForKovdCPU(const std::string& kovdPath);
 
 /**
- * Pairs an SMBIOS processor with the first KOVD processor, in path order, that matches, and
- * appends the processor's tuple to `additions`, also when the pair is refused.
+ * A partner and exactly three caches: nothing is left to find for this SMBIOS processor. Throws
+ * std::system_error when a mutex fails.
  */
-void IterateKOVDCPUObjs(const PropertyMap& smbiosProperties, const std::string& smbiosPath,
-                        AssociationList& additions);
-
-/** The mirror of IterateKOVDCPUObjs; `matchedPath` becomes the path of the SMBIOS processor. */
-void IterateSMBIOSCPUObjs(const PropertyMap& kovdProperties, const std::string& kovdPath,
-                          std::string& matchedPath, AssociationList& additions);
-
-/** A partner and exactly three caches: nothing is left to find for this SMBIOS processor. */
 bool isFullyAssociated(const std::string& smbiosPath);

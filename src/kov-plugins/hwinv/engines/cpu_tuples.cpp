@@ -11,14 +11,14 @@ namespace
 
 void logPath(const Site& site, const std::string& kovdCPUPath)
 {
-    LOG_AT(site, trace::detail, "kovdCPUObjPath = %s", kovdCPUPath.c_str());
+    LOG_AT(site, level::trace, "kovdCPUObjPath = %s", kovdCPUPath.c_str());
 }
 
 void logTuples(const Site& site, const AssociationList& list)
 {
     for (const auto& [forward, backward, endpoint] : list)
     {
-        LOG_AT(site, trace::detail, " path %s forward: %s, backward: %s", endpoint.c_str(),
+        LOG_AT(site, level::trace, " path %s forward: %s, backward: %s", endpoint.c_str(),
                forward.c_str(), backward.c_str());
     }
 }
@@ -36,14 +36,14 @@ int GetCurrentAssocTuples(const std::string& kovdCPUPath, AssociationList& list)
     const auto entry = CPUKOVDAssocTuples.find(kovdCPUPath);
     if (entry == CPUKOVDAssocTuples.end())
     {
-        CPU_LOG(trace::info, "No association found for path %s", kovdCPUPath.c_str());
+        CPU_LOG(level::info, "No association found for path %s", kovdCPUPath.c_str());
         return -1;
     }
     list = entry->second;
-    CPU_LOG(trace::detail, "assocVec size: %ld", static_cast<long>(list.size()));
+    CPU_LOG(level::trace, "assocVec size: %ld", static_cast<long>(list.size()));
     if (list.empty())
     {
-        CPU_LOG(trace::detail, "%s empty association tuples vector exist", kovdCPUPath.c_str());
+        CPU_LOG(level::trace, "%s empty association tuples vector exist", kovdCPUPath.c_str());
         return 0;
     }
     logTuples(CPU_SITE, list);
@@ -55,14 +55,14 @@ void UpdateCurrentAssocTuples(const std::string& kovdCPUPath, const AssociationL
     logPath(CPU_SITE, kovdCPUPath);
     if (kovdCPUPath.empty())
     {
-        CPU_LOG(trace::error, "Invalid kovdCPUObjPath");
+        CPU_LOG(level::error, "Invalid kovdCPUObjPath");
         return;
     }
     MutexLock lock(CPUKOVDAssocTuplesMutex);
     const auto [entry, first] = CPUKOVDAssocTuples.try_emplace(kovdCPUPath);
     if (first)
     {
-        CPU_LOG(trace::info, "%s Association being added for the first time", kovdCPUPath.c_str());
+        CPU_LOG(level::info, "%s Association being added for the first time", kovdCPUPath.c_str());
     }
     entry->second = list;
     logTuples(CPU_SITE, list);
@@ -107,11 +107,11 @@ bool addAssocTuples(const Site& site, const std::string& kovdCPUPath,
     if (GetCurrentAssocTuples(kovdCPUPath, current) == -1)
     {
         // Normal for the first list of a processor: it starts from nothing.
-        LOG_AT(site, trace::error, "GetCurrentAssocTuples failed");
+        LOG_AT(site, level::error, "GetCurrentAssocTuples failed");
     }
     if (MergeAssocTuples(current, kovdCPUPath, additions) == -1)
     {
-        LOG_AT(site, trace::error, "All same tuples");
+        LOG_AT(site, level::error, "All same tuples");
         return false;
     }
     writeAssocTuples(site, kovdCPUPath, current);

@@ -4,10 +4,12 @@
  * A processor match, up to three cache matches and removals each contribute to the one list of a
  * KOVD processor, at different times. So the list last written is kept in CPUKOVDAssocTuples,
  * read back before each change, merged or pruned, written whole, and only then, when the hand-over
- * succeeded, stored as the new one. Two writers of one processor may both start from the same
- * list; the last successful write wins, here and on the bus.
+ * succeeded, stored as the new one. All of that happens inside one piece (store/one_piece.hpp): the
+ * next writer of the processor starts from the list that this one has left.
  *
- * Any thread; takes CPUKOVDAssocTuplesMutex.
+ * Any thread. Get, Update and Remove take CPUKOVDAssocTuplesMutex, the two writers the executor's
+ * lock as well; MergeAssocTuples, cpuTuple and cacheTuple take none. A failing mutex throws
+ * std::system_error, memory that runs out std::bad_alloc.
  */
 #pragma once
 

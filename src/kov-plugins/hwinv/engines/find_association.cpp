@@ -1,7 +1,6 @@
 #include "engines/find_association.hpp"
 
-#include "base/log.hpp"
-#include "bus/association_writer.hpp"
+#include "base/failure.hpp"
 #include "engines/cache_assoc.hpp"
 #include "engines/candidates.hpp"
 #include "engines/cpu_assoc.hpp"
@@ -9,9 +8,10 @@
 #include "engines/pcie_kovd_search.hpp"
 #include "engines/pcie_smbios_search.hpp"
 #include "engines/slot_association.hpp"
+#include "store/one_piece.hpp"
 #include "store/store.hpp"
 
-#include <exception>
+#include <optional>
 #include <vector>
 
 namespace
@@ -24,26 +24,27 @@ bool alreadyAssociated(const Site& site, int side, const std::string& path)
     {
         return false;
     }
-    LOG_AT(site, trace::info, "Association already exists %s", path.c_str());
+    LOG_AT(site, level::info, "Association already exists %s", path.c_str());
     return true;
 }
 
 /**
- * The SMBIOS slot of the KOVD object `model` that `path` takes after. False, and logged for `path`,
- * when the model has none.
+ * The SMBIOS slot that `path` inherits from the KOVD object `parent`. Nothing, and logged for
+ * `path`, when the parent has none.
  */
-bool inheritedSlot(const Site& site, const std::string& model, const std::string& path,
-                   std::string& smbiosPath)
+std::optional<std::string> inheritedSlot(const Site& site, const std::string& parent,
+                                         const std::string& path)
 {
-    if (!findAssociatedSMBIOSPath(model, smbiosPath) || smbiosPath.empty())
+    auto smbiosPath = findAssociatedSMBIOSPath(parent);
+    if (!smbiosPath || smbiosPath->empty())
     {
-        LOG_AT(site, trace::error, "SMBIOS association not found for objPath: %s", path.c_str());
-        return false;
+        LOG_AT(site, level::error, "SMBIOS association not found for objPath: %s", path.c_str());
+        return std::nullopt;
     }
-    return true;
+    return smbiosPath;
 }
 
-/** A device takes after the slot object above it in the path tree; no pair is added for it. */
+/** A device inherits from the slot object above it in the path tree; no pair is added for it. */
 void associateSlotDevice(const Site& site, const std::string& path)
 {
     if (alreadyAssociated(site, kovdSide, path))
@@ -53,7 +54,7 @@ void associateSlotDevice(const Site& site, const std::string& path)
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos)
     {
-        LOG_AT(site, trace::error, "Objpath not correct for %s", path.c_str());
+        LOG_AT(site, level::error, "Objpath not correct for %s", path.c_str());
         return;
     }
     const std::string parent = path.substr(0, slash);
@@ -62,17 +63,17 @@ void associateSlotDevice(const Site& site, const std::string& path)
         IterateSMBIOSObjs(path, object_type::kovdSlotDevice);
         return;
     }
-    std::string smbiosPath;
-    if (!inheritedSlot(site, parent, path, smbiosPath))
+    const auto smbiosPath = inheritedSlot(site, parent, path);
+    if (!smbiosPath)
     {
         return;
     }
-    LOG_AT(site, trace::info, "%s Associated SMBIOSobjPath", smbiosPath.c_str());
-    sendAssociations(site, path, slotAssociationList(smbiosPath));
+    LOG_AT(site, level::info, "%s Associated SMBIOSobjPath", smbiosPath->c_str());
+    sendSlotAssociation(site, path, *smbiosPath);
 }
 
 /**
- * A chassis object takes after the board object with the same leaf; no pair is added for it. When
+ * A chassis object inherits from the board object with the same leaf; no pair is added for it. When
  * that one has no partner yet nothing is searched: the slot's own search serves the twin later.
  */
 void associateChassisSlot(const Site& site, const std::string& path)
@@ -84,21 +85,21 @@ void associateChassisSlot(const Site& site, const std::string& path)
     std::string boardPath;
     if (!convertPath(path, boardPath))
     {
-        LOG_AT(site, trace::error, "Objpath not in correct format %s", path.c_str());
+        LOG_AT(site, level::error, "Objpath not in correct format %s", path.c_str());
         return;
     }
-    std::string smbiosPath;
-    if (!inheritedSlot(site, boardPath, path, smbiosPath))
+    const auto smbiosPath = inheritedSlot(site, boardPath, path);
+    if (!smbiosPath)
     {
         return;
     }
-    LOG_AT(site, trace::info, "Associated SMBIOS  objPath: %s", smbiosPath.c_str());
-    sendAssociations(site, path, slotAssociationList(smbiosPath));
+    LOG_AT(site, level::info, "Associated SMBIOS  objPath: %s", smbiosPath->c_str());
+    sendSlotAssociation(site, path, *smbiosPath);
 }
 
 void unsupported(const Site& site, int objectType)
 {
-    LOG_AT(site, trace::error, "interface type %d not supported", objectType);
+    LOG_AT(site, level::error, "interface type %d not supported", objectType);
 }
 
 void findForSmbios(const Site& site, int objectType, const std::string& path)
@@ -149,6 +150,24 @@ void findForKovd(const Site& site, int objectType, const std::string& path)
     }
 }
 
+/** One step of the full pass. False when the slot has vanished since the pass listed it. */
+bool associateInPass(const Site& site, const std::string& path)
+{
+    if (isPathAssociated(smbiosSide, path))
+    {
+        LOG_AT(site, level::warning, "SMBIOS object already associated with KOVD object: %s",
+               path.c_str());
+        return true;
+    }
+    const SharedObject slot = smbiosPCIeSlotObjs.findObject(path);
+    const CandidateState state = examine(site, unusableSmbios, path, slot);
+    if (state == CandidateState::usable)
+    {
+        IterateKOVDObjectsOfSlot(slot->properties, path);
+    }
+    return state != CandidateState::vanished;
+}
+
 } // namespace
 
 void FindAssociation(int sourceCode, int objectType, const std::string& path)
@@ -175,38 +194,21 @@ try
     const std::vector<std::string> paths = smbiosPCIeSlotObjs.listObjectPaths();
     if (paths.empty())
     {
-        UTIL_LOG(trace::error, "No SMBIOS objects found in the map");
+        UTIL_LOG(level::error, "No SMBIOS objects found in the map");
         return;
     }
     for (const std::string& path : paths)
     {
-        if (isPathAssociated(smbiosSide, path))
+        MutexLock piece(pieceMutex);
+        if (!associateInPass(UTIL_SITE, path))
         {
-            UTIL_LOG(trace::warning, "SMBIOS object already associated with KOVD object: %s",
-                     path.c_str());
-            continue;
+            return; // the remaining slots wait for the next pass or event
         }
-        // Only now: a slot that was paired a moment ago and is being removed must not be paired
-        // once more from an earlier look at it.
-        const SharedObject slot = smbiosPCIeSlotObjs.findObject(path);
-        const CandidateState state = examine(UTIL_SITE, "SMBIOS", path, slot);
-        if (state == CandidateState::vanished)
-        {
-            return; // on purpose: the remaining slots wait for the next pass or event
-        }
-        if (state == CandidateState::empty)
-        {
-            continue;
-        }
-        IterateKOVDObjectsOfSlot(slot->properties, path);
     }
-}
-// The pass goes by another name in these two lines; people search the log for it.
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception in AssociateSMBIOSPCIESlotsToKOVDPCIESlots: %s", e.what());
 }
 catch (...)
 {
-    UTIL_LOG(trace::error, "Unknown Exception in AssociateSMBIOSPCIESlotsToKOVDPCIESlots");
+    // The pass goes by another name in these two lines; people search the log for it.
+    logFailure(UTIL_SITE, {"Exception in AssociateSMBIOSPCIESlotsToKOVDPCIESlots: %s",
+                           "Unknown Exception in AssociateSMBIOSPCIESlotsToKOVDPCIESlots"});
 }

@@ -1,17 +1,68 @@
 #include "engines/pcie_kovd_search.hpp"
 
-#include "base/log.hpp"
-#include "bus/association_writer.hpp"
+#include "base/failure.hpp"
 #include "engines/association_codes.hpp"
+#include "engines/candidates.hpp"
 #include "engines/match.hpp"
 #include "engines/slot_association.hpp"
 #include "store/store.hpp"
 
-#include <exception>
 #include <optional>
 
 namespace
 {
+
+// The two searches word the same facts differently.
+constexpr UnusableLines unusableSlot{
+    "%s:Kovd object not found for objPath",
+    "%s:SMBIOS object properties could not be obtained for objPath",
+};
+constexpr UnusableLines unusableDevice{
+    "Kovd object not found for objPath: %s",
+    "SMBIOS object properties could not be obtained for objPath: %s",
+};
+
+void recordSlot(const Site& site, const std::string& smbiosPath, const std::string& kovdPath)
+{
+    LOG_AT(site, level::info, "%s :Associated Pcislot objpath", kovdPath.c_str());
+    if (addAssociationPair(smbiosPath, kovdPath))
+    {
+        LOG_AT(site, level::info, "Inserted in active associations");
+        LOG_AT(site, level::info, "smbios Path %s", smbiosPath.c_str());
+        LOG_AT(site, level::info, "kovd Path %s", kovdPath.c_str());
+        return;
+    }
+    // The slot counts as matched and is written all the same.
+    LOG_AT(site, level::info, "Already present in active associations");
+}
+
+void recordDevice(const Site& site, const std::string& smbiosPath, const std::string& devicePath)
+{
+    LOG_AT(site, level::info, "Association found %s", devicePath.c_str());
+    LOG_AT(site, level::info, "smbios %s", smbiosPath.c_str());
+    LOG_AT(site, level::info, "kovd %s", devicePath.c_str());
+    if (addAssociationPair(smbiosPath, devicePath))
+    {
+        LOG_AT(site, level::info, "Association added successfully");
+        return;
+    }
+    // Normal: the slot object holds the pair. The device is written all the same.
+    LOG_AT(site, level::info, "Not able to add association");
+}
+
+void recordTwin(const Site& site, const std::string& smbiosPath, const std::string& twinPath)
+{
+    LOG_AT(site, level::info, "Associated Pcislotdevice objpath %s", twinPath.c_str());
+    if (addAssociationPair(smbiosPath, twinPath))
+    {
+        LOG_AT(site, level::info, "Association created successfully");
+        LOG_AT(site, level::info, "smbiosObjPath: %s", smbiosPath.c_str());
+        LOG_AT(site, level::info, "kovdObjPath: %s", twinPath.c_str());
+        return;
+    }
+    // Normal: the slot object holds the pair. The twin is written all the same.
+    LOG_AT(site, level::error, "Failed to add association in the map");
+}
 
 /** The chassis path whose board path is `matchedSlotPath`; nothing when there is none. */
 std::optional<std::string> findChassisTwin(const Site& site, const std::string& matchedSlotPath)
@@ -22,8 +73,8 @@ std::optional<std::string> findChassisTwin(const Site& site, const std::string& 
     {
         if (!convertPath(object->path, boardPath))
         {
-            LOG_AT(site, trace::error, "Objpath not in correct format %s", object->path.c_str());
-            return std::nullopt; // on purpose: the chassis paths behind it are not looked at
+            LOG_AT(site, level::error, "Objpath not in correct format %s", object->path.c_str());
+            return std::nullopt; // the chassis paths behind it are not looked at
         }
         if (boardPath == matchedSlotPath)
         {
@@ -31,20 +82,6 @@ std::optional<std::string> findChassisTwin(const Site& site, const std::string& 
         }
     }
     return std::nullopt;
-}
-
-void recordDevice(const Site& site, const std::string& smbiosPath, const std::string& devicePath)
-{
-    LOG_AT(site, trace::info, "Association found %s", devicePath.c_str());
-    LOG_AT(site, trace::info, "smbios %s", smbiosPath.c_str());
-    LOG_AT(site, trace::info, "kovd %s", devicePath.c_str());
-    if (addAssociationPair(smbiosPath, devicePath))
-    {
-        LOG_AT(site, trace::info, "Association added successfully");
-        return;
-    }
-    // Normal: the slot object holds the pair. The device is written all the same.
-    LOG_AT(site, trace::info, "Not able to add association");
 }
 
 } // namespace
@@ -56,18 +93,15 @@ try
         objectType == object_type::smbiosSlot ? smbiosPCIeSlotObjs.findObject(smbiosPath) : nullptr;
     if (!slot || slot->properties.empty())
     {
-        UTIL_LOG(trace::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
+        UTIL_LOG(level::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
         return;
     }
     IterateKOVDObjectsOfSlot(slot->properties, smbiosPath);
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception in IterateKOVDObjs: %s", e.what());
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "Unknown Exception in IterateKOVDObjs");
+    logFailure(UTIL_SITE,
+               {"Exception in IterateKOVDObjs: %s", "Unknown Exception in IterateKOVDObjs"});
 }
 
 void IterateKOVDObjectsOfSlot(const PropertyMap& smbiosProperties, const std::string& smbiosPath)
@@ -81,43 +115,22 @@ void IterateKOVDObjectsOfSlot(const PropertyMap& smbiosProperties, const std::st
 void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& smbiosProperties,
                              const std::string& smbiosPath)
 {
-    UTIL_LOG(trace::info, "SmbiosPath:%s", smbiosPath.c_str());
-    UTIL_LOG(trace::detail, " Finding association among kovd PCIe slot dbus objects");
-    for (const auto [kovdPath, slot] : Candidates(kovdPCIeSlotObjs))
+    const Site site = UTIL_SITE;
+    UTIL_LOG(level::info, "SmbiosPath:%s", smbiosPath.c_str());
+    UTIL_LOG(level::trace, " Finding association among kovd PCIe slot dbus objects");
+    const auto visit = [&](const std::string& kovdPath, const PropertyMap& kovdProperties)
     {
-        if (!slot)
+        if (!CompareAssociationProperties(smbiosProperties, kovdProperties, compare::slotForSmbios))
         {
-            UTIL_LOG(trace::error, "%s:Kovd object not found for objPath", kovdPath.c_str());
-            continue;
+            return Walk::goOn;
         }
-        if (slot->properties.empty())
-        {
-            UTIL_LOG(trace::error, "%s:SMBIOS object properties could not be obtained for objPath",
-                     kovdPath.c_str());
-            continue;
-        }
-        if (!CompareAssociationProperties(smbiosProperties, slot->properties,
-                                          compare::slotForSmbios))
-        {
-            continue;
-        }
-        UTIL_LOG(trace::info, "%s :Associated Pcislot objpath", kovdPath.c_str());
-        if (addAssociationPair(smbiosPath, kovdPath))
-        {
-            UTIL_LOG(trace::info, "Inserted in active associations");
-            UTIL_LOG(trace::info, "smbios Path %s", smbiosPath.c_str());
-            UTIL_LOG(trace::info, "kovd Path %s", kovdPath.c_str());
-        }
-        else
-        {
-            // The slot counts as matched and is written all the same.
-            UTIL_LOG(trace::info, "Already present in active associations");
-        }
+        recordSlot(site, smbiosPath, kovdPath);
         matchedSlotPath = kovdPath;
-        sendAssociations(UTIL_SITE, kovdPath, slotAssociationList(smbiosPath));
-        return;
-    }
+        sendSlotAssociation(site, kovdPath, smbiosPath);
+        return Walk::end;
+    };
     // No match is normal for an empty slot, and while the platform daemon is still starting.
+    walkCandidates(site, kovdPCIeSlotObjs, unusableSlot, OnVanished::skip, visit);
 }
 
 void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
@@ -125,38 +138,25 @@ void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
                                    const std::string& smbiosPath)
 try
 {
-    for (const auto [devicePath, device] : Candidates(kovdPCIeDeviceObjs))
+    const Site site = UTIL_SITE;
+    const auto visit = [&](const std::string& devicePath, const PropertyMap& deviceProperties)
     {
-        if (!device)
-        {
-            UTIL_LOG(trace::error, "Kovd object not found for objPath: %s", devicePath.c_str());
-            continue;
-        }
-        if (device->properties.empty())
-        {
-            UTIL_LOG(trace::error, "SMBIOS object properties could not be obtained for objPath: %s",
-                     devicePath.c_str());
-            continue;
-        }
         const bool inSlot =
             !matchedSlotPath.empty() && devicePath.find(matchedSlotPath) != std::string::npos;
-        if (!inSlot && !CompareAssociationProperties(smbiosProperties, device->properties,
-                                                     compare::slotDevice))
+        if (inSlot ||
+            CompareAssociationProperties(smbiosProperties, deviceProperties, compare::slotDevice))
         {
-            continue;
+            recordDevice(site, smbiosPath, devicePath);
+            sendSlotAssociation(site, devicePath, smbiosPath);
         }
-        recordDevice(UTIL_SITE, smbiosPath, devicePath);
-        // All devices of the slot count, not only the first.
-        sendAssociations(UTIL_SITE, devicePath, slotAssociationList(smbiosPath));
-    }
-}
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception in IterateKOVDPCIeSlotDeviceObjs: %s", e.what());
+        return Walk::goOn; // all devices of the slot count, not only the first
+    };
+    walkCandidates(site, kovdPCIeDeviceObjs, unusableDevice, OnVanished::skip, visit);
 }
 catch (...)
 {
-    UTIL_LOG(trace::error, "Exception in IterateKOVDPCIeSlotDeviceObjs");
+    logFailure(UTIL_SITE, {"Exception in IterateKOVDPCIeSlotDeviceObjs: %s",
+                           "Exception in IterateKOVDPCIeSlotDeviceObjs"});
 }
 
 void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath,
@@ -166,7 +166,7 @@ try
 {
     if (matchedSlotPath.empty())
     {
-        UTIL_LOG(trace::detail, "No association found for objPath: %s", smbiosPath.c_str());
+        UTIL_LOG(level::trace, "No association found for objPath: %s", smbiosPath.c_str());
         return;
     }
     const auto twin = findChassisTwin(UTIL_SITE, matchedSlotPath);
@@ -174,25 +174,11 @@ try
     {
         return;
     }
-    UTIL_LOG(trace::info, "Associated Pcislotdevice objpath %s", twin->c_str());
-    if (addAssociationPair(smbiosPath, *twin))
-    {
-        UTIL_LOG(trace::info, "Association created successfully");
-        UTIL_LOG(trace::info, "smbiosObjPath: %s", smbiosPath.c_str());
-        UTIL_LOG(trace::info, "kovdObjPath: %s", twin->c_str());
-    }
-    else
-    {
-        // Normal: the slot object holds the pair. The twin is written all the same.
-        UTIL_LOG(trace::error, "Failed to add association in the map");
-    }
-    sendAssociations(UTIL_SITE, *twin, slotAssociationList(smbiosPath));
-}
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "Exception in IterateKOVDPCIeSlotObjsChassisPath: %s", e.what());
+    recordTwin(UTIL_SITE, smbiosPath, *twin);
+    sendSlotAssociation(UTIL_SITE, *twin, smbiosPath);
 }
 catch (...)
 {
-    UTIL_LOG(trace::error, "Exception in IterateKOVDPCIeSlotObjsChassisPath");
+    logFailure(UTIL_SITE, {"Exception in IterateKOVDPCIeSlotObjsChassisPath: %s",
+                           "Exception in IterateKOVDPCIeSlotObjsChassisPath"});
 }

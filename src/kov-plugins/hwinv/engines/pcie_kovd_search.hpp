@@ -22,7 +22,7 @@ void IterateKOVDObjectsOfSlot(const PropertyMap& smbiosProperties, const std::st
 
 /**
  * Associates the first KOVD slot, in path order, that matches; `matchedSlotPath` becomes its path
- * and stays as it was when none does.
+ * and stays as it was when none does. Throws std::bad_alloc when memory runs out.
  */
 void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& smbiosProperties,
                              const std::string& smbiosPath);
@@ -36,8 +36,8 @@ void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
                                    const std::string& smbiosPath);
 
 /**
- * Associates the chassis object with the same leaf as `matchedSlotPath`. Ends early, on purpose,
- * at a chassis path that has no leaf. Never throws.
+ * Associates the chassis object with the same leaf as `matchedSlotPath`. A chassis path that has no
+ * leaf ends the search: no path behind it is looked at. Never throws.
  */
 void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath,
                                         const PropertyMap& smbiosProperties,

@@ -19,7 +19,7 @@ void IterateSMBIOSObjs(const std::string& kovdPath, int objectType);
 
 /**
  * Pairs the KOVD object with the first SMBIOS slot that matches and hands its association to the
- * main loop, also when the pair is refused because one of the two is paired already. Ends early,
- * on purpose, at a slot that has vanished meanwhile.
+ * main loop, also when the pair is refused because one of the two is paired already. A slot that
+ * has vanished meanwhile ends the search: no slot behind it is compared.
  */
 void IterateSMBIOSPCISlotObjs(const PropertyMap& kovdProperties, const std::string& kovdPath);

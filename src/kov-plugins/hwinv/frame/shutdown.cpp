@@ -66,7 +66,7 @@ void stopFallback()
 void signal_handler(int /*signal*/)
 {
     const int savedErrno = errno;
-    UTIL_LOG(trace::error, "signal_handler invoked!\n");
+    UTIL_LOG(level::error, "signal_handler invoked!\n");
     stopRequested = true;
     cleanUp();
     errno = savedErrno;
@@ -75,13 +75,13 @@ void signal_handler(int /*signal*/)
 void cleanUp()
 {
     stopWorker(kovdMessageQueue);
-    UTIL_LOG(trace::error, "cleaning up kovd queue");
+    UTIL_LOG(level::error, "cleaning up kovd queue");
     stopWorker(smbiosMessageQueue);
-    UTIL_LOG(trace::error, "cleaning up smbios queue");
+    UTIL_LOG(level::error, "cleaning up smbios queue");
     stopRecovery();
-    UTIL_LOG(trace::error, "cleaning up recovery thread");
+    UTIL_LOG(level::error, "cleaning up recovery thread");
     stopFallback();
-    UTIL_LOG(trace::error, "cleaning up fallback resync thread");
+    UTIL_LOG(level::error, "cleaning up fallback resync thread");
 }
 
 void endProcessWithMain()

@@ -1,33 +1,24 @@
 #include "intake/discovery.hpp"
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 #include "base/names.hpp"
 #include "base/sigint_block.hpp"
 #include "bus/connection.hpp"
+#include "bus/object_path.hpp"
 #include "intake/rows.hpp"
-#include "intake/smbios_rows.hpp"
-#include "objects/cpu_objects.hpp"
-#include "objects/pcie_objects.hpp"
+#include "store/one_piece.hpp"
 
 #include <algorithm>
 #include <array>
-#include <exception>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace
 {
 
-constexpr std::array boardRows{
-    InsertRow{names::kovdBoardPciePath, names::kovdSlotInterface, InsertKOVDPCIeSlotObj},
-    InsertRow{names::kovdBoardPciePath, names::kovdDeviceInterface, InsertKOVDPCIeDevicesObj},
-    InsertRow{names::kovdBoardCpuPath, names::kovdItemInterface, InsertKOVDCPUObj},
-};
-
-constexpr std::array chassisRows{
-    InsertRow{names::kovdChassisPciePath, names::kovdChassisInterface,
-              InsertKOVDChassisPathSlotObjs},
-};
+/** Object path, in byte order, to interfaces: "a{oa{sa{sv}}}" on the bus. */
+using ManagedObjectMap = std::map<compat::ObjectPath, InterfaceMap>;
 
 /** Throws SdBusError when the call fails. */
 sdbusplus::message_t call(sdbusplus::bus_t& bus, std::string_view service, std::string_view path,
@@ -53,22 +44,21 @@ ManagedObjectMap kovdObjects(sdbusplus::bus_t& bus, std::string_view path)
     return objects;
 }
 
-/** Inserts, in path order, whatever has a row; each logged at `site` behind `label`. */
+/** Inserts the objects in path order, each as a piece of its own. */
 template <std::size_t N>
 void insertObjects(const Site& site, const char* label, const std::array<InsertRow, N>& rows,
-                   const ManagedObjectMap& objects)
+                   const ManagedObjectMap& objects) EXCLUDES(pieceMutex)
 {
     for (const auto& [objectPath, interfaces] : objects)
     {
-        const std::string& path = objectPath.str;
-        for (const auto& [interface, properties] : interfaces)
+        const auto insert =
+            [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
         {
-            if (const InsertRow* row = findRow(rows, path, interface))
-            {
-                LOG_AT(site, trace::error, "%s = %s", label, path.c_str());
-                row->operation(path, properties);
-            }
-        }
+            LOG_AT(site, level::error, "%s = %s", label, objectPath.str.c_str());
+            row.operation(objectPath.str, properties);
+        };
+        MutexLock piece(pieceMutex);
+        visitRows(rows, objectPath.str, interfaces, insert);
     }
 }
 
@@ -86,7 +76,7 @@ try
     auto reply = call(connection.bus, names::busService, "/", names::busInterface, "ListNames");
     if (reply.is_method_error())
     {
-        UTIL_LOG(trace::error, "DBus ListNames returned a method error; aborting discovery.");
+        UTIL_LOG(level::error, "DBus ListNames returned a method error; aborting discovery.");
         return;
     }
     std::vector<std::string> busNames;
@@ -94,73 +84,62 @@ try
 
     if (isOwned(busNames, names::smbiosService))
     {
-        UTIL_LOG(trace::info, "SMBIOS service is available");
+        UTIL_LOG(level::info, "SMBIOS service is available");
         GetManagedObjsSMBIOS(connection.bus);
     }
     else
     {
-        UTIL_LOG(trace::error, "SMBIOS service is not available");
+        UTIL_LOG(level::error, "SMBIOS service is not available");
     }
     if (isOwned(busNames, names::kovdService))
     {
-        UTIL_LOG(trace::info, "KOVD service is available");
+        UTIL_LOG(level::info, "KOVD service is available");
         GetManagedObjsKOVD(connection.bus);
     }
     else
     {
-        UTIL_LOG(trace::error, "KOVD dbus Service is not available");
+        UTIL_LOG(level::error, "KOVD dbus Service is not available");
     }
-}
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "exception: %s", e.what());
 }
 catch (...)
 {
-    UTIL_LOG(trace::error, "exception occured!");
+    logFailure(UTIL_SITE, {"exception: %s", "exception occured!"});
 }
 
 void GetManagedObjsSMBIOS(sdbusplus::bus_t& bus)
 try
 {
-    UTIL_LOG(trace::info, "SMBIOS service is available");
+    UTIL_LOG(level::info, "SMBIOS service is available");
     ManagedObjectMap objects;
     {
         auto reply = callGetManagedObjects(bus, names::smbiosService, names::inventoryPath);
-        UTIL_LOG(trace::info, "SMBIOS object reply received");
+        UTIL_LOG(level::info, "SMBIOS object reply received");
         if (reply.is_method_error())
         {
-            UTIL_LOG(trace::error, "SMBIOS object reply error");
+            UTIL_LOG(level::error, "SMBIOS object reply error");
             return;
         }
         reply.read(objects);
     }
     insertObjects(UTIL_SITE, "SMBIOSObjPath", smbiosRows, objects);
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "exception: %s", e.what());
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "exception occured!");
+    logFailure(UTIL_SITE, {"exception: %s", "exception occured!"});
 }
 
 void GetManagedObjsKOVD(sdbusplus::bus_t& bus)
 try
 {
-    UTIL_LOG(trace::info, "KOVD service is available");
-    insertObjects(UTIL_SITE, "KOVD object path", boardRows, kovdObjects(bus, names::kovdBoardPath));
+    UTIL_LOG(level::info, "KOVD service is available");
+    insertObjects(UTIL_SITE, "KOVD object path", kovdBoardRows,
+                  kovdObjects(bus, names::kovdBoardPath));
 
     const ManagedObjectMap chassisObjects = kovdObjects(bus, names::kovdChassisPath);
-    UTIL_LOG(trace::info, "KOVD chassis object reply received");
-    insertObjects(UTIL_SITE, "KOVD object path", chassisRows, chassisObjects);
-}
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "exception: %s", e.what());
+    UTIL_LOG(level::info, "KOVD chassis object reply received");
+    insertObjects(UTIL_SITE, "KOVD object path", kovdChassisRows, chassisObjects);
 }
 catch (...)
 {
-    UTIL_LOG(trace::error, "exception occured!");
+    logFailure(UTIL_SITE, {"exception: %s", "exception occured!"});
 }

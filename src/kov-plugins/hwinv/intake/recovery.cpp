@@ -24,21 +24,25 @@
 #include "intake/recovery.hpp"
 
 #include "base/clock.hpp"
-#include "base/log.hpp"
-#include "base/names.hpp"
+#include "base/failure.hpp"
+#include "base/heap.hpp"
 #include "base/recovery_request.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "intake/discovery.hpp"
 
-#include <sdbusplus/exception.hpp>
-
 #include <chrono>
-#include <exception>
-#include <malloc.h>
 
 namespace
 {
+
+// A burst of requests settles within the debounce; the cool-down spares both services.
+constexpr std::chrono::seconds recoveryDebounce{5};
+constexpr std::chrono::seconds recoveryCoolDown{60};
+
+// Either service may come up minutes after the daemon: two late looks, whatever happens.
+constexpr std::chrono::seconds fallbackInitialWait{180};
+constexpr std::chrono::seconds fallbackRetryWait{300};
 
 /** False when the stop flag ended the wait. */
 bool sleepUnlessStopped(ConditionVariable& condition, Mutex& mutex, const bool& stop,
@@ -60,8 +64,7 @@ bool awaitRequest() EXCLUDES(recoveryMutex)
     {
         recoveryCondition.wait(recoveryMutex);
     }
-    if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop,
-                            times::recoveryDebounce))
+    if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop, recoveryDebounce))
     {
         return false;
     }
@@ -73,23 +76,17 @@ bool awaitRequest() EXCLUDES(recoveryMutex)
 void resync(const Site& site)
 try
 {
-    LOG_AT(site, trace::warning, "Resync starting...");
+    LOG_AT(site, level::warning, "Resync starting...");
     GetAllManagedObjects();
     AssociateSMBIOSPCIESlotsObjToKOVDObjs();
     CPUAssociation();
-    LOG_AT(site, trace::warning, "Recovery: resync completed. Entering cool-down...");
-}
-catch (const sdbusplus::exception::SdBusError& e)
-{
-    LOG_AT(site, trace::error, "Recovery failed (SdBusError): %s", e.what());
-}
-catch (const std::exception& e)
-{
-    LOG_AT(site, trace::error, "Recovery failed (std::exception): %s", e.what());
+    LOG_AT(site, level::warning, "Recovery: resync completed. Entering cool-down...");
 }
 catch (...)
 {
-    LOG_AT(site, trace::error, "Recovery failed (unknown exception).");
+    logFailure(site, {.standard = "Recovery failed (std::exception): %s",
+                      .other = "Recovery failed (unknown exception).",
+                      .busError = "Recovery failed (SdBusError): %s"});
 }
 
 /** False when recovery is to stop. */
@@ -97,14 +94,13 @@ bool coolDown(const Site& site) EXCLUDES(recoveryMutex)
 {
     {
         MutexLock lock(recoveryMutex);
-        if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop,
-                                times::recoveryCoolDown))
+        if (!sleepUnlessStopped(recoveryCondition, recoveryMutex, recoveryStop, recoveryCoolDown))
         {
             return false;
         }
     }
-    // Not with the mutex held: whoever requests recovery must not wait for the log's reader.
-    LOG_AT(site, trace::warning, "Recovery: cool-down completed");
+    // Not with the mutex held: a thread that requests recovery must not wait for the log's reader.
+    LOG_AT(site, level::warning, "Recovery: cool-down completed");
     return true;
 }
 
@@ -122,33 +118,33 @@ void startRecovery()
     while (awaitRequest())
     {
         resync(UTIL_SITE);
-        malloc_trim(0); // two whole inventories have passed through the heap
+        giveBackFreeHeap(); // two whole inventories have passed through the heap
         if (!coolDown(UTIL_SITE))
         {
             break;
         }
     }
-    UTIL_LOG(trace::warning, "Recovery thread exiting.");
+    UTIL_LOG(level::warning, "Recovery thread exiting.");
 }
 
 void startDelayedFallbackResync()
 {
     constexpr int triggers = 2;
-    if (!fallbackWait(times::fallbackInitialWait))
+    if (!fallbackWait(fallbackInitialWait))
     {
-        UTIL_LOG(trace::warning, "Fallback resync thread exiting during initial wait.");
+        UTIL_LOG(level::warning, "Fallback resync thread exiting during initial wait.");
         return;
     }
     for (int trigger = 1; trigger <= triggers; ++trigger)
     {
-        if (trigger > 1 && !fallbackWait(times::fallbackRetryWait))
+        if (trigger > 1 && !fallbackWait(fallbackRetryWait))
         {
-            UTIL_LOG(trace::warning, "Fallback resync thread exiting during retry wait.");
+            UTIL_LOG(level::warning, "Fallback resync thread exiting during retry wait.");
             return;
         }
-        UTIL_LOG(trace::warning, "Fallback resync: triggering resync request %d/%d.", trigger,
+        UTIL_LOG(level::warning, "Fallback resync: triggering resync request %d/%d.", trigger,
                  triggers);
         requestRecovery();
     }
-    UTIL_LOG(trace::warning, "Fallback resync thread completed all %d resync triggers.", triggers);
+    UTIL_LOG(level::warning, "Fallback resync thread completed all %d resync triggers.", triggers);
 }

@@ -1,6 +1,6 @@
 #include "intake/signal_decoding.hpp"
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 #include "base/names.hpp"
 #include "base/recovery_request.hpp"
 #include "bus/object_path.hpp"
@@ -33,13 +33,13 @@ bool hasSignature(const Site& site, sdbusplus::message_t& message, std::string_v
     {
         return true;
     }
-    LOG_AT(site, trace::error, "Invalid signature = %s", signature);
+    LOG_AT(site, level::error, "Invalid signature = %s", signature);
     return false;
 }
 
 void logUnreadable(const Site& site, const SdBusError& e)
 {
-    LOG_AT(site, trace::error, "%s Exception occurred while reading message", e.what());
+    LOG_AT(site, level::error, "%s Exception occurred while reading message", e.what());
 }
 
 bool isSmbiosInventory(std::string_view path)
@@ -49,7 +49,7 @@ bool isSmbiosInventory(std::string_view path)
 
 bool isKovdInventory(std::string_view path)
 {
-    return contains(path, names::kovdBoardPath) || contains(path, names::kovdChassisPath);
+    return !branchOf(kovdAddedRows, path).empty();
 }
 
 void decodeAdded(const Site& site, sdbusplus::message_t& message,
@@ -85,7 +85,7 @@ enum class AfterFailure
     nothing,
 };
 
-/** Removals go to the SMBIOS worker, whoever announces them. */
+/** Removals go to the SMBIOS worker, whichever service announces them. */
 void decodeRemoved(const Site& site, sdbusplus::message_t& message,
                    bool (*ofInterest)(std::string_view), AfterFailure afterFailure)
 {
@@ -126,14 +126,14 @@ std::optional<std::string> peekInterface(const Site& site, sdbusplus::message_t&
     if (const int r = sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_STRING, &interface);
         r < 0)
     {
-        LOG_AT(site, trace::error, "sd_bus_message_read_basic failed: %s", std::strerror(-r));
+        LOG_AT(site, level::error, "sd_bus_message_read_basic failed: %s", std::strerror(-r));
         requestRecovery();
         return std::nullopt;
     }
     std::string copy = interface == nullptr ? "" : interface;
     if (const int r = sd_bus_message_rewind(message.get(), 1); r < 0)
     {
-        LOG_AT(site, trace::error, "sd_bus_message_rewind failed: %s", std::strerror(-r));
+        LOG_AT(site, level::error, "sd_bus_message_rewind failed: %s", std::strerror(-r));
         requestRecovery();
         return std::nullopt;
     }
@@ -206,31 +206,17 @@ void decodeSmbiosChanged(const Site& site, sdbusplus::message_t& message)
     }
 }
 
-/** Whether a KOVD PropertiesChanged concerns an engine; the first test that holds decides. */
-bool isKovdChangeOfInterest(std::string_view path, std::string_view interface)
-{
-    if (contains(path, names::kovdBoardPciePath))
-    {
-        return interface == names::kovdSlotInterface || interface == names::kovdDeviceInterface;
-    }
-    if (contains(path, names::kovdChassisPciePath))
-    {
-        return interface == names::kovdChassisInterface;
-    }
-    return contains(path, names::kovdBoardCpuPath) && interface == names::kovdItemInterface;
-}
-
 void decodeKovdChanged(const Site& site, sdbusplus::message_t& message)
 {
     const auto change = peekChange(site, message, isKovdPathOfInterest);
-    if (!change || !isKovdChangeOfInterest(change->path, change->interface))
+    if (!change || findRow(kovdChangedRows, change->path, change->interface) == nullptr)
     {
         return;
     }
     SignalRecord record = readChanged(message, change->path);
     if (!contains(change->path, names::kovdBoardPciePath))
     {
-        LOG_AT(site, trace::error, "%s :Object path to be updated", change->path.c_str());
+        LOG_AT(site, level::error, "%s :Object path to be updated", change->path.c_str());
     }
     pushRecord(kovdMessageQueue, std::move(record));
 }
@@ -254,14 +240,9 @@ try
         decodeSmbiosChanged(UTIL_SITE, message);
     }
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "failed to read message err[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "failed to read message");
+    logFailure(UTIL_SITE, {"failed to read message err[%s]", "failed to read message"});
     requestRecovery();
 }
 
@@ -275,7 +256,8 @@ try
     }
     else if (member == names::interfacesRemoved)
     {
-        // On purpose no recovery is asked for here, unlike for every other unreadable body.
+        // Unlike every other unreadable body this one asks for no recovery: a removal of a platform
+        // object has no effect anyway.
         decodeRemoved(UTIL_SITE, message, isKovdInventory, AfterFailure::nothing);
     }
     else if (member == names::propertiesChanged)
@@ -283,14 +265,9 @@ try
         decodeKovdChanged(UTIL_SITE, message);
     }
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "failed to read message err[%s]", e.what());
-    requestRecovery();
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "failed to read message");
+    logFailure(UTIL_SITE, {"failed to read message err[%s]", "failed to read message"});
     requestRecovery();
 }
 
@@ -302,12 +279,10 @@ std::string_view memberOf(sdbusplus::message_t& message)
 
 bool isSmbiosPathOfInterest(std::string_view path)
 {
-    return contains(path, names::smbiosCachePath) || contains(path, names::smbiosCpuPath) ||
-           contains(path, names::smbiosSlotPath);
+    return !branchOf(smbiosRows, path).empty();
 }
 
 bool isKovdPathOfInterest(std::string_view path)
 {
-    return contains(path, names::kovdBoardCpuPath) || contains(path, names::kovdChassisPciePath) ||
-           contains(path, names::kovdBoardPciePath);
+    return !branchOf(kovdChangedRows, path).empty();
 }

@@ -19,8 +19,8 @@
 void GetSmbiosMsgData(sdbusplus::message_t& message);
 
 /**
- * A signal of the platform daemon; goes to kovdMessageQueue, a removal to smbiosMessageQueue: its
- * removals are the SMBIOS worker's business, on purpose.
+ * A signal of the platform daemon; goes to kovdMessageQueue. A removal goes to smbiosMessageQueue,
+ * whose worker has no row for a platform object: it has no effect.
  */
 void GetKovdMsgData(sdbusplus::message_t& message);
 

@@ -11,14 +11,14 @@
  * later matches are still being installed waits on the connection. Discovery starts at the same
  * time on the main thread; what falls between the two is brought in by the fallback resyncs.
  *
- * Nothing here blocks: no bus call once the matches stand, no lock but the short ones of a queue
- * push or a recovery request. An exception must not leave a match callback, because the binding
- * calls it from C: it would end the process. One that leaves the loop ends the thread, and nothing
- * restarts it; the matches stay, unserved.
+ * Nothing here blocks: no bus call once the matches are installed, no lock but the short ones of a
+ * queue push or a recovery request. An exception must not leave a match callback, because the
+ * binding calls it from C: it would end the process. One that leaves the loop ends the thread, and
+ * nothing restarts it; the matches stay, unserved.
  */
 #include "intake/signals.hpp"
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 #include "base/names.hpp"
 #include "bus/connection.hpp"
 #include "intake/signal_decoding.hpp"
@@ -85,7 +85,7 @@ try
 {
     if (message.is_method_error())
     {
-        LOG_AT(site, trace::info, "method error");
+        LOG_AT(site, level::info, "method error");
         return;
     }
     const std::string_view member = memberOf(message);
@@ -95,13 +95,9 @@ try
         decode(message);
     }
 }
-catch (const std::exception& e)
-{
-    LOG_AT(site, trace::error, "failed to read message err[%s]", e.what());
-}
 catch (...)
 {
-    LOG_AT(site, trace::error, "failed to read message");
+    logFailure(site, {"failed to read message err[%s]", "failed to read message"});
 }
 
 } // namespace
@@ -124,13 +120,9 @@ try
         event.run(std::nullopt);
     }
 }
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "exception: %s", e.what());
-}
 catch (...)
 {
-    UTIL_LOG(trace::error, "exception occured!");
+    logFailure(UTIL_SITE, {"exception: %s", "exception occured!"});
 }
 
 void SmbiosInterfacesEventCallback(sdbusplus::message_t& message)

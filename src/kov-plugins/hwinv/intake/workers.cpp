@@ -3,34 +3,34 @@
  *
  * The subscription thread must keep its loop moving, so it only pushes. Each worker pops the
  * records of its queue in the order of arrival and processes them without the queue's lock, so a
- * producer never waits for a worker. The two workers run side by side, and beside a resync; the
- * store's own locks and its refusal of a second pair settle what they do at once.
+ * producer never waits for a worker. The two workers run beside each other and beside a resync, but
+ * each record is one piece (store/one_piece.hpp): what the other worker or the resync does comes
+ * before it or after it, never in between.
  *
  * SMBIOS records of all three kinds and the removals that the platform daemon announces arrive on
  * smbiosMessageQueue. No row of the SMBIOS worker fits a platform object, so such a removal has no
- * effect; that is intended. The removal rows of the KOVD worker serve records that are put on
- * kovdMessageQueue by whoever else does so.
+ * effect. The removal rows of the KOVD worker serve a removal that is put on kovdMessageQueue; no
+ * decoder does that today.
  *
  * A record that changes properties carries only the changed ones; the inserts merge them.
  *
  * An error costs one record: it is logged and replaced by a request for a resync. Nothing is
- * retried here. `stop` wins over pending records: what still waits is left there.
+ * retried here. Once `stop` is set, the records that still wait stay in the queue.
  */
 #include "intake/workers.hpp"
 
+#include "base/failure.hpp"
+#include "base/heap.hpp"
 #include "base/names.hpp"
 #include "base/recovery_request.hpp"
 #include "intake/rows.hpp"
-#include "intake/smbios_rows.hpp"
-#include "objects/cpu_objects.hpp"
-#include "objects/pcie_objects.hpp"
+#include "store/one_piece.hpp"
 #include "store/store.hpp"
 
 #include <array>
 #include <cstddef>
 #include <exception>
 #include <list>
-#include <malloc.h>
 #include <utility>
 
 namespace
@@ -39,42 +39,13 @@ namespace
 /** So many records leave enough free heap behind to be worth giving back. */
 constexpr std::size_t trimAfter = 1024;
 
-constexpr std::array smbiosAddedRows{
-    InsertRow{names::inventoryPath, names::smbiosSlotInterface, InsertSMBIOSPCIeSlotObj},
-    InsertRow{names::inventoryPath, names::smbiosCpuInterface, InsertSMBIOSCPUObj},
-    InsertRow{names::inventoryPath, names::smbiosCacheInterface, InsertSMBIOSCacheObj},
-};
-
-constexpr std::array smbiosRemovedRows{
-    RemoveRow{names::smbiosSlotPath, names::smbiosSlotInterface, removeSMBIOSPCIeAssociations},
-    RemoveRow{names::smbiosCpuPath, names::smbiosCpuInterface, removeSMBIOSCPUAssoc},
-    RemoveRow{names::smbiosCachePath, names::smbiosCacheInterface, removeSMBIOSCacheAssoc},
-};
-
-// Below the board path the PCIe interfaces are taken wherever they stand; a processor is not.
-constexpr std::array kovdAddedRows{
-    InsertRow{names::kovdBoardPath, names::kovdDeviceInterface, InsertKOVDPCIeDevicesObj},
-    InsertRow{names::kovdBoardPath, names::kovdSlotInterface, InsertKOVDPCIeSlotObj},
-    InsertRow{names::kovdBoardPath, names::kovdItemInterface, InsertKOVDCPUObj,
-              names::kovdBoardCpuPath},
-    InsertRow{names::kovdChassisPath, names::kovdChassisInterface, InsertKOVDChassisPathSlotObjs},
-};
-
-constexpr std::array kovdChangedRows{
-    InsertRow{names::kovdBoardPciePath, names::kovdSlotInterface, InsertKOVDPCIeSlotObj},
-    InsertRow{names::kovdBoardPciePath, names::kovdDeviceInterface, InsertKOVDPCIeDevicesObj},
-    InsertRow{names::kovdChassisPciePath, names::kovdChassisInterface,
-              InsertKOVDChassisPathSlotObjs},
-    InsertRow{names::kovdBoardCpuPath, names::kovdItemInterface, InsertKOVDCPUObj},
-};
-
 void changeProperties(const Site& site, const InsertRow* row, const SignalRecord& record)
 {
     if (row == nullptr)
     {
         return;
     }
-    LOG_AT(site, trace::error, "%s :Object path to be updated", record.objectPath.c_str());
+    LOG_AT(site, level::error, "%s :Object path to be updated", record.objectPath.c_str());
     if (!record.changedProperties.empty())
     {
         row->operation(record.objectPath, record.changedProperties);
@@ -83,14 +54,12 @@ void changeProperties(const Site& site, const InsertRow* row, const SignalRecord
 
 void addSmbios(const Site& site, const SignalRecord& record)
 {
-    for (const auto& [interface, properties] : record.interfaces)
+    const auto add = [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
     {
-        if (const auto* row = findRow(smbiosAddedRows, record.objectPath, interface))
-        {
-            LOG_AT(site, trace::error, "%s Add ObjPath", record.objectPath.c_str());
-            row->operation(record.objectPath, properties);
-        }
-    }
+        LOG_AT(site, level::error, "%s Add ObjPath", record.objectPath.c_str());
+        row.operation(record.objectPath, properties);
+    };
+    visitRows(smbiosAddedRows, record.objectPath, record.interfaces, add);
 }
 
 void removeSmbios(const Site& site, const SignalRecord& record)
@@ -99,7 +68,7 @@ void removeSmbios(const Site& site, const SignalRecord& record)
     {
         if (const auto* row = findRow(smbiosRemovedRows, record.objectPath, interface))
         {
-            LOG_AT(site, trace::error, "%s :Object path to be removed", record.objectPath.c_str());
+            LOG_AT(site, level::error, "%s :Object path to be removed", record.objectPath.c_str());
             row->operation(record.objectPath);
         }
     }
@@ -107,70 +76,67 @@ void removeSmbios(const Site& site, const SignalRecord& record)
 
 void addKovd(const Site& site, const SignalRecord& record)
 {
-    const std::string& path = record.objectPath;
-    for (const auto& [interface, properties] : record.interfaces)
+    const auto add =
+        [&](const InsertRow& row, const std::string& interface, const PropertyMap& properties)
     {
-        const auto* row = findRow(kovdAddedRows, path, interface);
-        if (row == nullptr)
-        {
-            continue;
-        }
-        LOG_AT(site, trace::detail, "OBJ_MGR_INTF_ADDED_SIGNAL");
-        const bool chassis = row->pathText == names::kovdChassisPath;
+        // The two lines change places for a chassis object.
+        const bool chassis = row.pathText == names::kovdChassisPath;
+        LOG_AT(site, level::trace, "OBJ_MGR_INTF_ADDED_SIGNAL");
         if (chassis)
         {
-            LOG_AT(site, trace::detail, "interface = %s", interface.c_str());
+            LOG_AT(site, level::trace, "interface = %s", interface.c_str());
         }
-        LOG_AT(site, trace::info, "%s ObjPath to be added", path.c_str());
+        LOG_AT(site, level::info, "%s ObjPath to be added", record.objectPath.c_str());
         if (!chassis)
         {
-            LOG_AT(site, trace::detail, "interface = %s", interface.c_str());
+            LOG_AT(site, level::trace, "interface = %s", interface.c_str());
         }
-        row->operation(path, properties);
-    }
+        row.operation(record.objectPath, properties);
+    };
+    visitRows(kovdAddedRows, record.objectPath, record.interfaces, add);
 }
 
-void eraseKovdObject(const Site& site, ObjectMap& objects, const std::string& path)
+template <ObjectMap& objects>
+void eraseFrom(const Site& site, const std::string& path)
 {
     if (objects.eraseObject(path) == -1)
     {
-        LOG_AT(site, trace::error, "Failed to remove the entry from the map");
+        LOG_AT(site, level::error, "Failed to remove the entry from the map");
         return;
     }
-    LOG_AT(site, trace::info, "Entry %s removed from the map", path.c_str());
+    LOG_AT(site, level::info, "Entry %s removed from the map", path.c_str());
 }
 
-void removeBoardInterface(const Site& site, const std::string& path, const std::string& interface)
+void removeProcessor(const Site& /*site*/, const std::string& path)
 {
-    const bool slot = interface == names::kovdSlotInterface;
-    const bool device = interface == names::kovdDeviceInterface;
-    const bool item = interface == names::kovdItemInterface;
-    if (!slot && !device && !item)
-    {
-        return;
-    }
-    LOG_AT(site, trace::detail, "OBJ_MGR_INTF_REMOVED_SIGNAL");
-    LOG_AT(site, trace::error, "%s Object path to be removed", path.c_str());
-    LOG_AT(site, item ? trace::error : trace::detail, "interface = %s", interface.c_str());
-    if (item)
-    {
-        removeKOVDCPUAssoc(path);
-        return;
-    }
-    eraseKovdObject(site, slot ? kovdPCIeSlotObjs : kovdPCIeDeviceObjs, path);
+    removeKOVDCPUAssoc(path);
 }
 
-void removeChassisInterface(const Site& site, const std::string& path, const std::string& interface)
+/** How a KOVD object goes, and how it is announced: the level of a line differs by kind. */
+struct KovdRemoval
 {
-    if (interface != names::kovdChassisInterface)
-    {
-        return;
-    }
-    LOG_AT(site, trace::detail, "OBJ_MGR_INTF_REMOVED_SIGNAL");
-    LOG_AT(site, trace::error, "Object path to be removed = %s", path.c_str());
-    LOG_AT(site, trace::error, "interface = %s", interface.c_str());
-    eraseKovdObject(site, kovdChassisPathSlotObjs, path);
-}
+    void (*remove)(const Site& site, const std::string& path);
+    LineWithText pathLine;
+    int interfaceLevel;
+};
+
+constexpr LineWithText boardPathLine = "%s Object path to be removed";
+constexpr LineWithText chassisPathLine = "Object path to be removed = %s";
+
+constexpr std::array kovdRemovedRows{
+    Row<KovdRemoval>{names::kovdBoardPath,
+                     names::kovdSlotInterface,
+                     {eraseFrom<kovdPCIeSlotObjs>, boardPathLine, level::trace}},
+    Row<KovdRemoval>{names::kovdBoardPath,
+                     names::kovdDeviceInterface,
+                     {eraseFrom<kovdPCIeDeviceObjs>, boardPathLine, level::trace}},
+    Row<KovdRemoval>{names::kovdBoardPath,
+                     names::kovdItemInterface,
+                     {removeProcessor, boardPathLine, level::error}},
+    Row<KovdRemoval>{names::kovdChassisPath,
+                     names::kovdChassisInterface,
+                     {eraseFrom<kovdChassisPathSlotObjs>, chassisPathLine, level::error}},
+};
 
 bool eraseKovdPair(const std::string& path)
 {
@@ -181,23 +147,30 @@ bool eraseKovdPair(const std::string& path)
 void removeKovd(const Site& site, const SignalRecord& record)
 {
     const std::string& path = record.objectPath;
-    const bool board = contains(path, names::kovdBoardPath);
-    if (!board && !contains(path, names::kovdChassisPath))
+    const std::string_view branch = branchOf(kovdRemovedRows, path);
+    if (branch.empty())
     {
         return;
     }
     for (const std::string& interface : record.removedInterfaces)
     {
-        (board ? removeBoardInterface : removeChassisInterface)(site, path, interface);
+        if (const auto* row = findRow(kovdRemovedRows, path, interface))
+        {
+            const KovdRemoval& removal = row->operation;
+            LOG_AT(site, level::trace, "OBJ_MGR_INTF_REMOVED_SIGNAL");
+            removal.pathLine.log(site, __LINE__, level::error, path.c_str());
+            LOG_AT(site, removal.interfaceLevel, "interface = %s", interface.c_str());
+            removal.remove(site, path);
+        }
     }
     // The pair goes whatever interfaces were named, also when none was.
     if (!eraseKovdPair(path))
     {
-        LOG_AT(site, trace::warning, "No associations found for path: %s", path.c_str());
+        LOG_AT(site, level::warning, "No associations found for path: %s", path.c_str());
     }
-    else if (board)
+    else if (branch == names::kovdBoardPath)
     {
-        LOG_AT(site, trace::detail, "Entry %s removed from association map", path.c_str());
+        LOG_AT(site, level::trace, "Entry %s removed from association map", path.c_str());
     }
 }
 
@@ -266,7 +239,7 @@ void work(const Site& site, MessageQueue& queue, void (*process)(const Site&, co
         next.clear();
         if (++sinceTrim >= trimAfter && isIdle(queue))
         {
-            malloc_trim(0); // what the records took goes back
+            giveBackFreeHeap();
             sinceTrim = 0;
         }
     }
@@ -287,31 +260,23 @@ void processKovdMessagesInQueue()
 void processSmbiosRecord(const Site& site, const SignalRecord& record)
 try
 {
+    MutexLock piece(pieceMutex);
     dispatchSmbios(site, record);
-}
-catch (const std::exception& e)
-{
-    LOG_AT(site, trace::error, "failed to process message err[%s]", e.what());
-    requestRecovery();
 }
 catch (...)
 {
-    LOG_AT(site, trace::error, "failed to process message");
+    logFailure(site, {"failed to process message err[%s]", "failed to process message"});
     requestRecovery();
 }
 
 void processKovdRecord(const Site& site, const SignalRecord& record)
 try
 {
+    MutexLock piece(pieceMutex);
     dispatchKovd(site, record);
-}
-catch (const std::exception& e)
-{
-    LOG_AT(site, trace::error, "failed to read message err[%s]", e.what());
-    requestRecovery();
 }
 catch (...)
 {
-    LOG_AT(site, trace::error, "failed to read message");
+    logFailure(site, {"failed to read message err[%s]", "failed to read message"});
     requestRecovery();
 }

@@ -6,16 +6,17 @@
 
 #include "base/log.hpp"
 #include "intake/message_queue.hpp"
+#include "store/one_piece.hpp"
 
 /** Bodies of the worker threads. Return only when their queue's `stop` is set. */
-void processSmbiosMessagesInQueue();
-void processKovdMessagesInQueue();
+void processSmbiosMessagesInQueue() EXCLUDES(pieceMutex);
+void processKovdMessagesInQueue() EXCLUDES(pieceMutex);
 
 /**
- * Processes one record, logging at `site`. Whatever it throws is logged there, once, and costs
- * this record alone: recovery is requested in its place.
+ * Processes one record as one piece, logging at `site`. Whatever it throws is logged there, once,
+ * and costs this record alone: recovery is requested in its place.
  *
  * Any thread; takes none of the queue's locks. Never throws.
  */
-void processSmbiosRecord(const Site& site, const SignalRecord& record);
-void processKovdRecord(const Site& site, const SignalRecord& record);
+void processSmbiosRecord(const Site& site, const SignalRecord& record) EXCLUDES(pieceMutex);
+void processKovdRecord(const Site& site, const SignalRecord& record) EXCLUDES(pieceMutex);

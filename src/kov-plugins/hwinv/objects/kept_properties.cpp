@@ -24,12 +24,12 @@ PropertyValue readAndLog(const Site& site, const char* separator, const std::str
     if (type == KeptType::string)
     {
         const auto& text = std::get<std::string>(value);
-        LOG_AT(site, trace::info, "%s%s%s", name.c_str(), separator, text.c_str());
+        LOG_AT(site, level::info, "%s%s%s", name.c_str(), separator, text.c_str());
         return text;
     }
     const auto logged = [&](auto number)
     {
-        LOG_AT(site, trace::info, "%s%s%d", name.c_str(), separator, number);
+        LOG_AT(site, level::info, "%s%s%d", name.c_str(), separator, number);
         return PropertyValue(number);
     };
     return type == KeptType::uint16 ? logged(std::get<std::uint16_t>(value))

@@ -1,6 +1,6 @@
 #include "objects/pcie_objects.hpp"
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 #include "base/names.hpp"
 #include "base/recovery_request.hpp"
 #include "bus/association_writer.hpp"
@@ -9,7 +9,6 @@
 #include "store/store.hpp"
 
 #include <array>
-#include <exception>
 #include <utility>
 
 namespace
@@ -58,55 +57,23 @@ void insertPCIeObject(const Site& site, const InsertRule& rule, const std::strin
     const bool stored = rule.objects.hasObject(path);
     if (stored && isPathAssociated(rule.sourceCode, path))
     {
-        LOG_AT(site, trace::info, "Association exists %s", path.c_str());
+        LOG_AT(site, level::info, "Association exists %s", path.c_str());
         return;
     }
     PropertyMap working;
     if (stored && !rule.objects.getObject(path, &working))
     {
         // Erased in between: the received properties alone are stored, the resync fills the rest.
-        LOG_AT(site, trace::detail, "%s Not able to get entry from the map", path.c_str());
+        LOG_AT(site, level::trace, "%s Not able to get entry from the map", path.c_str());
         requestRecovery();
     }
     storeAndAssociate(site, rule, path, received, std::move(working));
 }
 
-// The inserts speak of a failed read in one of two ways. Both are called in a catch block, log what
-// was thrown in the insert's name, and request recovery.
-
-void messageFailed(const Site& site)
-{
-    try
-    {
-        throw;
-    }
-    catch (const std::exception& e)
-    {
-        LOG_AT(site, trace::error, "failed to read message properties[%s]", e.what());
-    }
-    catch (...)
-    {
-        LOG_AT(site, trace::error, "failed to read message");
-    }
-    requestRecovery();
-}
-
-void insertFailed(const Site& site)
-{
-    try
-    {
-        throw;
-    }
-    catch (const std::exception& e)
-    {
-        LOG_AT(site, trace::error, "Exception occurred[%s]", e.what());
-    }
-    catch (...)
-    {
-        LOG_AT(site, trace::error, "Exception occurred");
-    }
-    requestRecovery();
-}
+// The inserts word a failed read in one of two ways.
+constexpr FailureLines messageFailed{"failed to read message properties[%s]",
+                                     "failed to read message"};
+constexpr FailureLines insertFailed{"Exception occurred[%s]", "Exception occurred"};
 
 } // namespace
 
@@ -117,40 +84,44 @@ try
 }
 catch (...)
 {
-    messageFailed(UTIL_SITE);
+    logFailure(UTIL_SITE, messageFailed);
+    requestRecovery();
 }
 
 void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received)
 try
 {
-    UTIL_LOG(trace::detail, "KOVDpath = %s", path.c_str());
+    UTIL_LOG(level::trace, "KOVDpath = %s", path.c_str());
     insertPCIeObject(UTIL_SITE, kovdSlotRule, path, received);
 }
 catch (...)
 {
-    insertFailed(UTIL_SITE);
+    logFailure(UTIL_SITE, insertFailed);
+    requestRecovery();
 }
 
 void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& received)
 try
 {
-    UTIL_LOG(trace::detail, "KOVDPath:%s", path.c_str());
+    UTIL_LOG(level::trace, "KOVDPath:%s", path.c_str());
     insertPCIeObject(UTIL_SITE, kovdDeviceRule, path, received);
 }
 catch (...)
 {
-    messageFailed(UTIL_SITE);
+    logFailure(UTIL_SITE, messageFailed);
+    requestRecovery();
 }
 
 void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& received)
 try
 {
-    UTIL_LOG(trace::detail, "KovdPath:%s", path.c_str());
+    UTIL_LOG(level::trace, "KovdPath:%s", path.c_str());
     insertPCIeObject(UTIL_SITE, kovdChassisRule, path, received);
 }
 catch (...)
 {
-    insertFailed(UTIL_SITE);
+    logFailure(UTIL_SITE, insertFailed);
+    requestRecovery();
 }
 
 void removeSMBIOSPCIeAssociations(const std::string& path)
@@ -158,23 +129,19 @@ try
 {
     if (smbiosPCIeSlotObjs.eraseObject(path) == 0)
     {
-        UTIL_LOG(trace::error, "Entry removed from the map");
+        UTIL_LOG(level::error, "Entry removed from the map");
     }
-    std::string kovdPath;
-    if (!takeAssociatedKOVDPath(path, kovdPath))
+    const auto kovdPath = takeAssociatedKOVDPath(path);
+    if (!kovdPath)
     {
-        UTIL_LOG(trace::warning, "No associations found for path: %s", path.c_str());
+        UTIL_LOG(level::warning, "No associations found for path: %s", path.c_str());
         return;
     }
-    UTIL_LOG(trace::error, "associated kovd objpath  = %s", kovdPath.c_str());
+    UTIL_LOG(level::error, "associated kovd objpath  = %s", kovdPath->c_str());
     // The KOVD object stays stored; it is associated again when a slot that fits is inserted.
-    sendAssociations(UTIL_SITE, kovdPath, {});
-}
-catch (const std::exception& e)
-{
-    UTIL_LOG(trace::error, "failed to remove association[%s]", e.what());
+    sendAssociations(UTIL_SITE, *kovdPath, {});
 }
 catch (...)
 {
-    UTIL_LOG(trace::error, "failed to remove association");
+    logFailure(UTIL_SITE, {"failed to remove association[%s]", "failed to remove association"});
 }

@@ -12,14 +12,9 @@ const std::string* partner(const auto& index, std::string_view path)
     return at == index.end() ? nullptr : &at->second;
 }
 
-bool copyPartner(const std::string* partner, std::string& out)
+std::optional<std::string> copyOf(const std::string* partner)
 {
-    if (partner == nullptr)
-    {
-        return false;
-    }
-    out = *partner;
-    return true;
+    return partner == nullptr ? std::nullopt : std::optional(*partner);
 }
 
 } // namespace
@@ -92,23 +87,24 @@ bool isPathAssociated(int side, std::string_view path)
                               : associationPairs.smbiosPartner(path) != nullptr;
 }
 
-bool findAssociatedSMBIOSPath(std::string_view kovdPath, std::string& smbiosPath)
+std::optional<std::string> findAssociatedSMBIOSPath(std::string_view kovdPath)
 {
     MutexLock lock(associationPairsMutex);
-    return copyPartner(associationPairs.smbiosPartner(kovdPath), smbiosPath);
+    return copyOf(associationPairs.smbiosPartner(kovdPath));
 }
 
-bool findAssociatedKOVDPath(std::string_view smbiosPath, std::string& kovdPath)
+std::optional<std::string> findAssociatedKOVDPath(std::string_view smbiosPath)
 {
     MutexLock lock(associationPairsMutex);
-    return copyPartner(associationPairs.kovdPartner(smbiosPath), kovdPath);
+    return copyOf(associationPairs.kovdPartner(smbiosPath));
 }
 
-bool takeAssociatedKOVDPath(std::string_view smbiosPath, std::string& kovdPath)
+std::optional<std::string> takeAssociatedKOVDPath(std::string_view smbiosPath)
 {
     MutexLock lock(associationPairsMutex);
-    return copyPartner(associationPairs.kovdPartner(smbiosPath), kovdPath) &&
-           associationPairs.eraseBySMBIOSPath(smbiosPath);
+    auto kovdPath = copyOf(associationPairs.kovdPartner(smbiosPath));
+    associationPairs.eraseBySMBIOSPath(smbiosPath);
+    return kovdPath;
 }
 
 bool eraseAssociationPairByKOVDPath(std::string_view kovdPath)

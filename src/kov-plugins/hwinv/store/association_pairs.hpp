@@ -6,13 +6,15 @@
  * add("/s/slot2", "/k/slot1") are refused and change nothing.
  *
  * The class has no lock of its own; the process-wide table is `associationPairs`, guarded by
- * `associationPairsMutex`.
+ * `associationPairsMutex`, which the free functions take: any thread. A failing mutex throws
+ * std::system_error, memory that runs out std::bad_alloc, with nothing changed in either case.
  */
 #pragma once
 
 #include "base/mutex.hpp"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -53,16 +55,14 @@ bool addAssociationPair(const std::string& smbiosPath, const std::string& kovdPa
 /** Whether the path is paired on that side; false for any other side. */
 bool isPathAssociated(int side, std::string_view path) EXCLUDES(associationPairsMutex);
 
-/** Copies the partner out; false, with `smbiosPath` left as it was, when there is none. */
-bool findAssociatedSMBIOSPath(std::string_view kovdPath, std::string& smbiosPath)
+/** A copy of the partner's path; nothing when there is none. */
+std::optional<std::string> findAssociatedSMBIOSPath(std::string_view kovdPath)
+    EXCLUDES(associationPairsMutex);
+std::optional<std::string> findAssociatedKOVDPath(std::string_view smbiosPath)
     EXCLUDES(associationPairsMutex);
 
-/** Copies the partner out; false, with `kovdPath` left as it was, when there is none. */
-bool findAssociatedKOVDPath(std::string_view smbiosPath, std::string& kovdPath)
-    EXCLUDES(associationPairsMutex);
-
-/** Erases the pair of the SMBIOS path and copies the partner out; false when there is none. */
-bool takeAssociatedKOVDPath(std::string_view smbiosPath, std::string& kovdPath)
+/** Erases the pair of the SMBIOS path; its KOVD path, or nothing when there was no pair. */
+std::optional<std::string> takeAssociatedKOVDPath(std::string_view smbiosPath)
     EXCLUDES(associationPairsMutex);
 
 /** False when no pair has this KOVD path. */

@@ -4,8 +4,6 @@
  */
 #pragma once
 
-#include "bus/object_path.hpp"
-
 #include <cstdint>
 #include <map>
 #include <string>
@@ -42,6 +40,3 @@ using PropertyMap = std::map<std::string, PropertyValue, std::less<>>;
 
 /** Interface name to properties: "a{sa{sv}}" on the bus. */
 using InterfaceMap = std::map<std::string, PropertyMap, std::less<>>;
-
-/** Object path, in byte order, to interfaces: "a{oa{sa{sv}}}" on the bus. */
-using ManagedObjectMap = std::map<compat::ObjectPath, InterfaceMap>;

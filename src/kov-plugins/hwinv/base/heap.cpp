@@ -1,0 +1,8 @@
+#include "base/heap.hpp"
+
+#include <malloc.h>
+
+void giveBackFreeHeap()
+{
+    malloc_trim(0);
+}

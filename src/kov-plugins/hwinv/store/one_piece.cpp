@@ -1,0 +1,3 @@
+#include "store/one_piece.hpp"
+
+Mutex pieceMutex;
