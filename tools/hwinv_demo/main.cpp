@@ -1,4 +1,5 @@
 #include "../hwinv_sim/inventory_folder.hpp"
+#include "../hwinv_sim/own_file.hpp"
 #include "../hwinv_sim/serve.hpp"
 #include "background.hpp"
 #include "expectation.hpp"
@@ -21,7 +22,7 @@ namespace
 struct Options
 {
     std::string inventory = "two-socket-2u";
-    std::string daemon = BUILT_DAEMON;
+    std::string daemon = hwinv_sim::ownFile(BUILT_DAEMON, INSTALLED_DAEMON);
     std::string log;
     std::string late;
     bool live = false;
@@ -92,7 +93,8 @@ int keepRunning(hwinv_demo::Scene& scene, hwinv_demo::Background& background, in
     std::cout << "\nAll of it keeps running. Look around with busctl, play with hwinv_sim:\n\n"
               << "  export DBUS_SYSTEM_BUS_ADDRESS=" << scene.address() << "\n"
               << "  busctl tree com.vexa.bmc.kovd\n"
-              << "  build/tools/hwinv_sim/hwinv_sim list\n\n"
+              << "  " << hwinv_sim::ownFile("build/tools/hwinv_sim/hwinv_sim", "hwinv_sim")
+              << " list\n\n"
               << "End it with: kill " << getpid() << "\n"
               << std::flush;
     background.release(status);

@@ -1,5 +1,6 @@
 #include "inventory_folder.hpp"
 
+#include "own_file.hpp"
 #include "sim/error.hpp"
 #include "sim/names.hpp"
 
@@ -21,7 +22,7 @@ std::vector<fs::path> shelves()
     {
         folders.emplace_back(own);
     }
-    folders.emplace_back(INVENTORY_FOLDER);
+    folders.push_back(ownFile(BUILT_INVENTORIES, INSTALLED_INVENTORIES));
     return folders;
 }
 

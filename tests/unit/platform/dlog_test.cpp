@@ -364,29 +364,33 @@ std::multiset<std::string> linesOfStorm(int rounds, std::size_t size)
 }
 
 // Whatever a value contains and wherever its line is interrupted, a physical line that looks like a
-// record is one, or the first piece of one.
+// record is one, or the first piece of one. On a very busy machine the reader may stall for so long
+// that lines are lost; then as many are missing as were said to be lost.
 void expectNoForgery(const Descriptor& reader, Descriptor& writer)
 {
     Child child{DLOG_PROBE, {"storm", "5", "320000"}, {}, writer.get()};
     writer.reset();
     std::string log;
-    for (std::string some = readSome(reader.get(), 1000); !some.empty();
-         some = readSome(reader.get(), 1000)) // slower than eight writers
+    for (std::string some = readSome(reader.get(), 4096); !some.empty();
+         some = readSome(reader.get(), 4096)) // slower than eight writers
     {
         log += some;
     }
     ASSERT_EQ(child.finish(), 0);
-    EXPECT_EQ(child.rest(), "0\n");
     for (const std::string& line : linesOf(log))
     {
         ASSERT_TRUE(line.starts_with("1 357 long ") || line.starts_with("1 357 short ") ||
-                    line.starts_with("...#"))
+                    line.starts_with("...#") || line.starts_with("1 300 dlog."))
             << line.substr(0, 40);
     }
-    const Lines lines = joined(log);
-    const std::multiset<std::string> expected = linesOfStorm(5, 320'000);
-    EXPECT_EQ(lines.size(), expected.size());
-    EXPECT_TRUE(std::multiset<std::string>(lines.begin(), lines.end()) == expected);
+    std::multiset<std::string> missing = linesOfStorm(5, 320'000);
+    for (const std::string& line : joined(log))
+    {
+        const bool other = line.starts_with("1 300 dlog.") || line.ends_with(" (unfinished)");
+        ASSERT_TRUE(other || missing.contains(line)) << line.substr(0, 40);
+        missing.extract(line);
+    }
+    EXPECT_EQ(child.rest(), std::to_string(missing.size()) + "\n");
 }
 
 TEST(DlogCall, LongLinesOfSeveralThreadsForgeNoRecordOnAPipe)
