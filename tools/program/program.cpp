@@ -18,16 +18,21 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error)
 {
     const auto left = app.remaining();
     const bool lacksCommand = app.get_require_subcommand_min() > 0 && app.get_subcommands().empty();
-    if (!lacksCommand || left.empty())
+    if (!lacksCommand)
     {
         return error.what();
+    }
+    if (!left.empty() && left.front().starts_with("-"))
+    {
+        return "'" + left.front() + "' is no option";
     }
     std::string known;
     for (const CLI::App* command : app.get_subcommands({}))
     {
         known += (known.empty() ? "" : ", ") + command->get_name();
     }
-    return "'" + left.front() + "' is no command: " + known;
+    return (left.empty() ? "a command is missing: " : "'" + left.front() + "' is no command: ") +
+           known;
 }
 
 int answer(const CLI::App& app, const CLI::ParseError& error)
