@@ -29,7 +29,8 @@ const std::string root = "/xyz/openbmc_project/inventory/system/";
 
 TEST(Demo, ShowsEachInventory)
 {
-    for (const char* name : {"two-socket-2u", "edge-small", "awkward"})
+    for (const char* name :
+         {"two-socket-2u", "edge-small", "storage-24", "multi-segment", "awkward"})
     {
         const Outcome outcome = runDemo(std::string("--inventory ") + name);
         EXPECT_EQ(outcome.status, 0) << outcome.output;
