@@ -7,8 +7,8 @@ import subprocess
 import sys
 import unittest
 
-DEMO = sys.argv.pop()
-SIM = sys.argv.pop()
+DEMO = os.path.abspath(sys.argv.pop())
+SIM = os.path.abspath(sys.argv.pop())
 FOLDER = sys.argv.pop()
 
 
