@@ -1,6 +1,7 @@
 /*
- * The clock as a test sees it: stands in for intake/clock.cpp. Time stands still until the test
- * moves it; whoever waits for a deadline wakes up when the test has moved time, or when notified.
+ * The clock as a test sees it: stands in for intake/clock.cpp. Time stays as it is until the test
+ * moves it; a thread that waits for a deadline wakes up when the test has moved time, or when
+ * notified.
  *
  * Any thread; takes its own lock.
  */

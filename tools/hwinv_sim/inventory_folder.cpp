@@ -1,5 +1,6 @@
 #include "inventory_folder.hpp"
 
+#include "own_file.hpp"
 #include "sim/error.hpp"
 #include "sim/names.hpp"
 
@@ -21,7 +22,7 @@ std::vector<fs::path> shelves()
     {
         folders.emplace_back(own);
     }
-    folders.emplace_back(INVENTORY_FOLDER);
+    folders.push_back(ownFile(BUILT_INVENTORIES, INSTALLED_INVENTORIES));
     return folders;
 }
 
@@ -47,7 +48,7 @@ fs::path findInventory(const std::string& text)
     {
         known += (known.empty() ? "" : ", ") + name;
     }
-    throw sim::Error("no inventory '" + text + "': give a folder or one of " + known);
+    throw sim::UsageError("no inventory '" + text + "': give a folder or one of " + known);
 }
 
 std::vector<std::string> knownInventories()

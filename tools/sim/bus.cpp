@@ -2,6 +2,7 @@
 
 #include "sim/error.hpp"
 
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -13,8 +14,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sim
 {
@@ -31,16 +35,33 @@ constexpr int addressDescriptor = 3;
     throw Error("private bus: " + attempted + ": " + std::strerror(errno));
 }
 
-std::string makeFolder()
+/** A path as a D-Bus address wants it. What is left needs no quoting in the configuration. */
+std::string escapeForAddress(const std::string& path)
 {
-    const char* base = std::getenv("TMPDIR");
-    std::string name =
-        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/sim-bus-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr)
+    constexpr const char* digits = "0123456789abcdef";
+    std::string escaped;
+    for (const char letter : path)
     {
-        failWithErrno("make a folder like " + name);
+        const auto byte = static_cast<unsigned char>(letter);
+        const bool plain = std::isalnum(byte) != 0 || std::strchr("-_/.", letter) != nullptr;
+        escaped +=
+            plain ? std::string(1, letter) : std::string{'%', digits[byte / 16], digits[byte % 16]};
     }
-    return name;
+    return escaped;
+}
+
+/** The socket's path in `folder`; throws Error when no socket can have it. */
+std::string socketIn(const std::string& folder)
+{
+    constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+    std::string path = folder + "/socket";
+    if (path.size() > longest)
+    {
+        throw Error("private bus: the path of its socket would have " +
+                    std::to_string(path.size()) + " bytes, and no more than " +
+                    std::to_string(longest) + " are possible: set TMPDIR to a shorter folder");
+    }
+    return path;
 }
 
 /** The limits are those of a session bus, raised so that no storm or backlog of ours meets one. */
@@ -51,7 +72,7 @@ std::string configuration(const std::string& folder)
 <busconfig>
   <type>custom</type>
   <listen>unix:path=)" +
-           folder + R"(/socket</listen>
+           escapeForAddress(socketIn(folder)) + R"(</listen>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow user="*"/>
@@ -80,6 +101,8 @@ std::string configuration(const std::string& folder)
     {
         _exit(127);
     }
+    // A Ctrl-C is for the program that owns the bus, which ends it in its own time.
+    setpgid(0, 0);
     dup2(log, STDOUT_FILENO);
     dup2(log, STDERR_FILENO);
     sigset_t none;
@@ -131,7 +154,35 @@ std::string textOf(const std::string& file)
 
 } // namespace
 
-PrivateBus::PrivateBus() : folder_(makeFolder())
+std::string makeTemporaryFolder()
+{
+    const char* variable = std::getenv("TMPDIR");
+    const std::string base = variable != nullptr && *variable != '\0' ? variable : "/tmp";
+    std::string name = std::filesystem::absolute(base).string() + "/sim-bus-XXXXXX";
+    socketIn(name);
+    if (mkdtemp(name.data()) == nullptr)
+    {
+        failWithErrno("make a folder like " + name);
+    }
+    return name;
+}
+
+PrivateBus::PrivateBus() : folder_(makeTemporaryFolder()), ownsFolder_(true)
+{
+    startOrCleanUp();
+}
+
+PrivateBus::PrivateBus(std::string folder) : folder_(std::move(folder))
+{
+    startOrCleanUp();
+}
+
+PrivateBus::~PrivateBus()
+{
+    cleanUp();
+}
+
+void PrivateBus::startOrCleanUp()
 {
     try
     {
@@ -139,18 +190,19 @@ PrivateBus::PrivateBus() : folder_(makeFolder())
     }
     catch (...)
     {
-        kill();
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
+        cleanUp();
         throw;
     }
 }
 
-PrivateBus::~PrivateBus()
+void PrivateBus::cleanUp()
 {
     kill();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    if (ownsFolder_)
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
 }
 
 void PrivateBus::start()

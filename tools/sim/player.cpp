@@ -56,6 +56,12 @@ void Player::connect(const std::string& address)
 void Player::disconnect()
 {
     lateCalls_.clear();
+    if (connected())
+    {
+        // The bus would notice a closed connection some time later; once it has answered this, the
+        // name is free. A lost bus refuses at once.
+        sd_bus_release_name(bus_.get(), inventory_.profile().busName.c_str());
+    }
     bus_.reset();
 }
 

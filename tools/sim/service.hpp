@@ -42,7 +42,8 @@ class Service
     /** Connects and takes the name; when it returns, the name is owned. Does nothing if running. */
     void start();
 
-    /** Leaves the bus; the objects stay, and start() serves them again. */
+    /** Leaves the bus; when it returns, the name is free. The objects stay, and start() serves them
+     *  again. */
     void stop();
 
     /** False also after the bus was lost. */

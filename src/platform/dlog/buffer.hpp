@@ -2,7 +2,7 @@
  * Room for the bytes of one line: on the stack as a rule, in an anonymous mapping when the line is
  * longer than that. Neither is heap memory, so both are there in a signal handler.
  *
- * Local to one call.
+ * Any thread: an object belongs to one call.
  */
 #pragma once
 
@@ -27,8 +27,10 @@ class Buffer
         }
     }
 
-    // Makes room for that many bytes; what was in the buffer is lost. Called once, if at all.
-    // False when there is no memory.
+    /**
+     * Makes room for that many bytes; what was in the buffer is lost. Called once, if at all.
+     * False, with nothing changed, when there is no memory.
+     */
     bool makeRoom(std::size_t size)
     {
         if (size <= size_)

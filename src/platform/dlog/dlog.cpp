@@ -1,14 +1,14 @@
 /*
- * The road of a line: format, escape, send.
+ * What happens to a line: format, escape, send.
  *
- * Formatting is vsnprintf's work. Its async-signal safety is nobody's promise, but glibc's takes
+ * vsnprintf formats. No standard says that it may be called in a signal handler, but glibc's takes
  * neither lock nor heap for %s, %c, %p and the integer conversions: it works on a private string
- * stream and turns to malloc only for wide characters, floating point, numbered arguments and
- * widths or precisions beyond its own stack room. The header asks no more of a handler's lines.
+ * stream and calls malloc only for wide characters, floating point, numbered arguments and widths
+ * or precisions beyond its own stack room. The header allows no other lines in a handler.
  *
  * A line that outgrows its stack buffer is formatted again into a mapping of the size that the
- * first attempt told. Nothing is cut; what cannot be had (no memory, a reader that stalls) loses
- * the whole line, and the loss is counted where the line would have stood.
+ * first attempt told. Without memory the whole line is lost, and the loss is counted where the line
+ * would have been.
  *
  * The environment is read by a constructor function that runs before the C++ statics of the program
  * are built, for they may log.
@@ -27,6 +27,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 
 constinit int dlog_threshold = dlog::level::info;
@@ -109,14 +110,15 @@ Site siteOf(const char* format, va_list values)
 std::string_view assemble(Buffer& buffer, std::string_view prefix, std::string_view text,
                           std::string_view suffix)
 {
-    const std::size_t size = prefix.size() + escapedSize(text) + suffix.size();
+    const std::size_t textSize = escapedSize(text);
+    const std::size_t size = prefix.size() + textSize + suffix.size();
     if (!buffer.makeRoom(size))
     {
         return {};
     }
     char* out = buffer.data();
     out = std::copy(prefix.begin(), prefix.end(), out);
-    out = escape(text, out);
+    out = escape(text, textSize, out);
     std::copy(suffix.begin(), suffix.end(), out);
     return {buffer.data(), size};
 }
@@ -136,11 +138,15 @@ int logToJournal(int level, int module, const Site& site, std::string_view text)
 
 int logToSink(int level, int module, std::string_view text)
 {
-    char prefix[32];
-    const int length = std::snprintf(prefix, sizeof prefix, "%d %d ", level, module);
+    char prefix[2 * sizeof "-2147483648"];
+    char* end = prefix;
+    for (const int number : {level, module})
+    {
+        end = std::to_chars(end, std::end(prefix), number).ptr;
+        *end++ = ' ';
+    }
     Buffer buffer;
-    const std::string_view line =
-        assemble(buffer, {prefix, static_cast<std::size_t>(length)}, text, "\n");
+    const std::string_view line = assemble(buffer, {prefix, end}, text, "\n");
     if (line.empty())
     {
         countLostLine();

@@ -1,5 +1,9 @@
 #include "dlog/escape.hpp"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
 namespace dlog
 {
 namespace
@@ -43,6 +47,34 @@ char letterOf(char control)
     }
 }
 
+// Whether none of eight bytes can be part of a control character: below 0x20, 0x7f or 0xc2. The
+// sign bit of a byte in the sums is set where the byte is below the number, or equal to it.
+bool arePlain(std::uint64_t eight)
+{
+    constexpr std::uint64_t each = 0x0101010101010101;
+    const auto zero = [](std::uint64_t bytes) { return (bytes - each) & ~bytes; };
+    const std::uint64_t below = (eight - each * 0x20) & ~eight;
+    return ((below | zero(eight ^ each * 0x7f) | zero(eight ^ each * 0xc2)) & each * 0x80) == 0;
+}
+
+// How many bytes at the beginning need no closer look: all of them as a rule.
+std::size_t plainSize(std::string_view text)
+{
+    for (std::size_t i = 0; i < text.size(); i += sizeof(std::uint64_t))
+    {
+        const std::string_view next = text.substr(i, sizeof(std::uint64_t));
+        char bytes[sizeof(std::uint64_t)] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
+        std::copy(next.begin(), next.end(), bytes);
+        std::uint64_t eight;
+        std::memcpy(&eight, bytes, sizeof eight);
+        if (!arePlain(eight))
+        {
+            return i;
+        }
+    }
+    return text.size();
+}
+
 char* escapeControl(char control, char* out)
 {
     static constexpr char hex[] = "0123456789abcdef";
@@ -64,7 +96,7 @@ char* escapeControl(char control, char* out)
 std::size_t escapedSize(std::string_view text)
 {
     std::size_t size = text.size();
-    for (std::size_t i = 0; i < text.size(); i++)
+    for (std::size_t i = plainSize(text); i < text.size(); i++)
     {
         if (isControl(text, i))
         {
@@ -74,8 +106,12 @@ std::size_t escapedSize(std::string_view text)
     return size;
 }
 
-char* escape(std::string_view text, char* out)
+char* escape(std::string_view text, std::size_t size, char* out)
 {
+    if (size == text.size())
+    {
+        return std::copy(text.begin(), text.end(), out);
+    }
     for (std::size_t i = 0; i < text.size(); i++)
     {
         if (isControl(text, i))

@@ -9,9 +9,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <sys/stat.h>
@@ -31,16 +29,26 @@ struct Field
     char text[128];
     std::size_t size = 0;
 
-    [[gnu::format(printf, 2, 3)]] void print(const char* format, ...);
+    void set(std::string_view name, int value);
+    void set(std::string_view name, std::string_view value);
+    void append(std::string_view bytes);
 };
 
-void Field::print(const char* format, ...)
+void Field::append(std::string_view bytes)
 {
-    va_list values;
-    va_start(values, format);
-    const int length = std::vsnprintf(text, sizeof text, format, values);
-    va_end(values);
-    size = std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof text - 1);
+    size += bytes.copy(text + size, sizeof text - size);
+}
+
+void Field::set(std::string_view name, std::string_view value)
+{
+    append(name);
+    append(value);
+}
+
+void Field::set(std::string_view name, int value)
+{
+    char digits[sizeof "-2147483648"];
+    set(name, {digits, std::to_chars(digits, std::end(digits), value).ptr});
 }
 
 } // namespace
@@ -88,14 +96,14 @@ bool sendToJournal(int level, int module, const Site& site, std::string_view mes
 {
     Field fields[6];
     int count = 0;
-    fields[count++].print("PRIORITY=%d", priorityOf(level));
-    fields[count++].print("DLOG_LEVEL=%d", level);
-    fields[count++].print("DLOG_MODULE=%d", module);
+    fields[count++].set("PRIORITY=", priorityOf(level));
+    fields[count++].set("DLOG_LEVEL=", level);
+    fields[count++].set("DLOG_MODULE=", module);
     if (site.file != nullptr && site.function != nullptr)
     {
-        fields[count++].print("CODE_FILE=%s", site.file);
-        fields[count++].print("CODE_LINE=%d", site.line);
-        fields[count++].print("CODE_FUNC=%s", site.function);
+        fields[count++].set("CODE_FILE=", site.file);
+        fields[count++].set("CODE_LINE=", site.line);
+        fields[count++].set("CODE_FUNC=", site.function);
     }
 
     iovec entry[1 + std::size(fields)];

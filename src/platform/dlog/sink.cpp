@@ -6,10 +6,26 @@
  * the poll alone has to do: a pipe that is writable takes PIPE_BUF bytes at once, unless another
  * thread takes that room in between; this writer then waits until somebody reads.
  *
- * A line of at most PIPE_BUF bytes is one write and arrives whole, however many threads write. A
- * longer one is one write while it fits; what a pipe did not take follows when there is room, and
- * lines of other threads may come in between: a lock would keep them apart, but a signal handler
- * that meets its own thread's lock never returns.
+ * A line of at most PIPE_BUF bytes (on a socket with a tiny buffer: of a part of that) is one write
+ * and arrives whole, however many threads write. Only a regular file promises that for longer ones.
+ * Elsewhere the kernel may take a part of such a line, and before the rest is written other threads
+ * may write theirs; a lock would keep them apart, but a signal handler that meets its own thread's
+ * lock never returns. The rest would then begin a physical line, with whatever bytes of a value
+ * come next, also with such that look like a record. So a longer line leaves in pieces, each a
+ * physical line of at most PIPE_BUF bytes and one write:
+ *
+ *   1 357 base.12.function: the first part...#7
+ *   ...#7 the second part...#7
+ *   ...#7 the end
+ *
+ * The number tells the pieces of different lines apart. A reader who takes away `...#7` and the
+ * newline at the end of a piece, and `...#7 ` at the beginning of the next, has the line again. As
+ * every record begins with its level, a physical line that begins with dots is never a record. A
+ * pipe that has plenty of room gets the longer line whole, in one write.
+ *
+ * Should the kernel take less of a write than expected (a pipe that others have filled in the
+ * meantime, a full disk), the last physical line has no end. Whoever writes next ends it first; the
+ * line that was interrupted goes on with its mark in any case.
  *
  * The count of lost lines is taken before its line is written and given back when that fails, so
  * two threads never report the same loss twice.
@@ -22,10 +38,16 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
+#include <fcntl.h>
+#include <iterator>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -42,21 +64,54 @@ constexpr std::chrono::seconds patience{1};
 // A regular file always takes data; not every file system knows writes that must not wait.
 bool sinkIsFile = false; // Constant after start-up.
 
+// How many bytes of one write no other writer can get in between. Constant after start-up.
+std::size_t atomicSize = PIPE_BUF;
+
 std::atomic<unsigned long> lostLines{0};
 std::atomic<bool> stalled{false};
-std::atomic<bool> lineCut{false}; // The last line got out in part: its end is missing.
+std::atomic<bool> endIsOpen{false}; // The last physical line has no newline yet.
+std::atomic<unsigned> marks{0};
 
+static_assert(std::atomic<unsigned>::is_always_lock_free);
 static_assert(std::atomic<unsigned long>::is_always_lock_free);
 static_assert(std::atomic<bool>::is_always_lock_free);
 
-int millisecondsUntil(Clock::time_point deadline)
+// How long somebody waits for a sink that is busy. The clock is not read before it is found so.
+class Patience
 {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-}
+  public:
+    void start()
+    {
+        if (!started_)
+        {
+            started_ = true;
+            end_ = Clock::now() + patience;
+        }
+    }
 
-// False when the sink takes nothing until the deadline, or never will.
-bool waitWritable(Clock::time_point deadline)
+    void renew()
+    {
+        started_ = false;
+    }
+
+    bool isStarted() const
+    {
+        return started_;
+    }
+
+    int millisecondsLeft() const
+    {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
+        return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    }
+
+  private:
+    bool started_ = false;
+    Clock::time_point end_{};
+};
+
+// False when the sink takes nothing for longer than that, or never will.
+bool waitWritable(Patience& wait)
 {
     if (sinkIsFile)
     {
@@ -65,63 +120,206 @@ bool waitWritable(Clock::time_point deadline)
     for (;;)
     {
         pollfd sink{STDERR_FILENO, POLLOUT, 0};
-        const int ready = poll(&sink, 1, stalled ? 0 : millisecondsUntil(deadline));
+        const bool mayWait = wait.isStarted() && !stalled;
+        const int ready = poll(&sink, 1, mayWait ? wait.millisecondsLeft() : 0);
         if (ready > 0)
         {
             stalled = false;
             return sink.revents == POLLOUT;
         }
-        if (ready == 0)
+        if (ready == 0 && (mayWait || stalled))
         {
             stalled = true;
             return false;
         }
-        if (errno != EINTR)
+        if (ready < 0 && errno != EINTR)
         {
             return false;
         }
+        wait.start();
     }
 }
 
-ssize_t writeSome(std::string_view text)
+// Whether a pipe takes that many bytes in one write, also when other threads write a few lines in
+// between and when each of its pages is only half full.
+bool pipeHasPlentyOfRoom(std::size_t size)
+{
+    const int capacity = fcntl(STDERR_FILENO, F_GETPIPE_SZ);
+    int queued = 0;
+    return capacity > 0 && ioctl(STDERR_FILENO, FIONREAD, &queued) == 0 &&
+           size + static_cast<std::size_t>(queued) <= static_cast<std::size_t>(capacity) / 2;
+}
+
+// Fails with EOPNOTSUPP where a write of that size might have to wait.
+ssize_t writeAtOnce(const iovec* parts, int count, std::size_t size)
 {
     if (sinkIsFile)
     {
-        return write(STDERR_FILENO, text.data(), text.size());
+        return writev(STDERR_FILENO, parts, count);
     }
-    const iovec piece{const_cast<char*>(text.data()), text.size()};
-    const ssize_t written = pwritev2(STDERR_FILENO, &piece, 1, -1, RWF_NOWAIT);
+    const ssize_t written = pwritev2(STDERR_FILENO, parts, count, -1, RWF_NOWAIT);
     if (written >= 0 || (errno != EOPNOTSUPP && errno != ENOSYS))
     {
         return written;
     }
-    return write(STDERR_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+    errno = EOPNOTSUPP;
+    return size <= atomicSize ? writev(STDERR_FILENO, parts, count) : -1;
+}
+
+iovec part(std::string_view bytes)
+{
+    return {const_cast<char*>(bytes.data()), bytes.size()};
+}
+
+// A line on its way, its newline included.
+class Line
+{
+  public:
+    explicit Line(std::string_view text) : left_(text) {}
+
+    bool isOut() const
+    {
+        return left_.empty();
+    }
+
+    // One write; fails like one.
+    ssize_t writePiece();
+
+  private:
+    std::string_view head(bool afterOpenEnd);
+    std::size_t pieceSize(std::size_t headSize);
+    std::size_t limit() const;
+    void makeMark();
+    void took(std::size_t size);
+
+    std::string_view left_;
+    bool begun_ = false;
+    bool mayGoWhole_ = true;
+
+    // "...#N\n...#N " once the line is known not to go whole: what ends a piece and begins the
+    // next.
+    char joint_[2 * sizeof "...#4294967295\n"];
+    std::string_view mark_; // "...#N "
+    std::string_view end_;  // "...#N\n"
+};
+
+void Line::makeMark()
+{
+    if (!mark_.empty())
+    {
+        return;
+    }
+    char digits[10];
+    char* const last = std::to_chars(digits, std::end(digits), ++marks).ptr;
+    char* out = joint_;
+    for (const char separator : {'\n', ' '})
+    {
+        out = std::copy_n("...#", 4, out);
+        out = std::copy(digits, last, out);
+        *out++ = separator;
+    }
+    const std::size_t size = static_cast<std::size_t>(out - joint_) / 2;
+    end_ = {joint_, size};
+    mark_ = {joint_ + size, size};
+}
+
+// How many bytes one write takes in one piece.
+std::size_t Line::limit() const
+{
+    if (sinkIsFile)
+    {
+        return SIZE_MAX;
+    }
+    const bool whole =
+        mayGoWhole_ && left_.size() > atomicSize && pipeHasPlentyOfRoom(left_.size());
+    return whole ? SIZE_MAX : atomicSize;
+}
+
+// What comes before the next part of the text.
+std::string_view Line::head(bool afterOpenEnd)
+{
+    if (!begun_)
+    {
+        return afterOpenEnd ? "\n" : "";
+    }
+    makeMark();
+    return afterOpenEnd ? std::string_view{joint_, end_.size() + mark_.size()} : mark_;
+}
+
+// How much of the text goes with the next piece.
+std::size_t Line::pieceSize(std::size_t headSize)
+{
+    const std::size_t most = limit();
+    if (headSize + left_.size() <= most)
+    {
+        return left_.size();
+    }
+    makeMark();
+    std::size_t size = most - headSize - end_.size();
+    const auto insideCharacter = [this](std::size_t at) { return (left_[at] & 0xc0) == 0x80; };
+    for (int i = 0; i < 3 && insideCharacter(size); i++)
+    {
+        size--;
+    }
+    return size;
+}
+
+ssize_t Line::writePiece()
+{
+    const bool afterOpenEnd = endIsOpen;
+    const std::string_view before = head(afterOpenEnd);
+    const std::size_t size = pieceSize(before.size());
+    const std::string_view after = size < left_.size() ? end_ : "";
+    const iovec parts[] = {part(before), part(left_.substr(0, size)), part(after)};
+    const int skipped = before.empty() ? 1 : 0;
+    const int count = 3 - skipped - (after.empty() ? 1 : 0);
+    const std::size_t all = before.size() + size + after.size();
+
+    const ssize_t result = writeAtOnce(parts + skipped, count, all);
+    if (result < 0 && errno == EOPNOTSUPP && mayGoWhole_)
+    {
+        mayGoWhole_ = false;
+        errno = EAGAIN;
+    }
+    if (result > 0)
+    {
+        const auto written = static_cast<std::size_t>(result);
+        took(std::min(size, written - std::min(written, before.size())));
+        if ((written < all) != afterOpenEnd)
+        {
+            endIsOpen = written < all;
+        }
+    }
+    return result;
+}
+
+void Line::took(std::size_t size)
+{
+    left_.remove_prefix(size);
+    begun_ = begun_ || size > 0;
+    mayGoWhole_ = false;
 }
 
 bool writeAll(std::string_view text)
 {
-    std::string_view left = text;
-    auto deadline = Clock::now() + patience;
-    while (!left.empty() && waitWritable(deadline))
+    Line line{text};
+    Patience wait;
+    while (!line.isOut() && waitWritable(wait))
     {
-        const ssize_t written = writeSome(left);
+        const ssize_t written = line.writePiece();
         if (written > 0)
         {
-            left.remove_prefix(static_cast<std::size_t>(written));
-            deadline = Clock::now() + patience; // a slow reader is not a stalled one
+            wait.renew(); // a slow reader is not a stalled one
             continue;
         }
         const bool again = written < 0 && (errno == EINTR || errno == EAGAIN);
-        if (!again || Clock::now() >= deadline)
+        wait.start();
+        if (!again || wait.millisecondsLeft() == 0)
         {
             break;
         }
     }
-    if (!left.empty() && left.size() < text.size())
-    {
-        lineCut = true;
-    }
-    return left.empty();
+    return line.isOut();
 }
 
 bool reportLostLines()
@@ -131,15 +329,13 @@ bool reportLostLines()
     {
         return true;
     }
-    const bool afterCut = lineCut.exchange(false);
     char note[96];
-    const int size = std::snprintf(note, sizeof note, "%s1 300 dlog.%d.%s: %lu lines lost\n",
-                                   afterCut ? "\n" : "", __LINE__, "writeLine", count);
+    const int size = std::snprintf(note, sizeof note, "1 300 dlog.%d.%s: %lu lines lost\n",
+                                   __LINE__, "writeLine", count);
     if (writeAll({note, static_cast<std::size_t>(size)}))
     {
         return true;
     }
-    lineCut = lineCut || afterCut;
     lostLines += count;
     return false;
 }
@@ -149,7 +345,19 @@ bool reportLostLines()
 void openSink()
 {
     struct stat status;
-    sinkIsFile = fstat(STDERR_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+    if (fstat(STDERR_FILENO, &status) != 0)
+    {
+        return;
+    }
+    sinkIsFile = S_ISREG(status.st_mode);
+    int buffer = 0;
+    socklen_t size = sizeof buffer;
+    if (S_ISSOCK(status.st_mode) &&
+        getsockopt(STDERR_FILENO, SOL_SOCKET, SO_SNDBUF, &buffer, &size) == 0)
+    {
+        // A local socket divides what is longer than half of its buffer, less some overhead.
+        atomicSize = std::clamp<std::size_t>(static_cast<std::size_t>(buffer) / 4, 512, PIPE_BUF);
+    }
 }
 
 bool writeLine(std::string_view line)

@@ -14,13 +14,16 @@
 namespace dlog
 {
 
-// Looks at what standard error is. Called once, before the first C++ static is built.
+/** Looks at what standard error is. Called once, before the first C++ static is built. */
 void openSink();
 
-// Writes one whole line, its newline included. False when it was lost.
+/**
+ * Writes one line, its newline included; in pieces where it might be interrupted otherwise. False
+ * when it was lost, be it in part; the loss is counted.
+ */
 bool writeLine(std::string_view line);
 
-// For a line that was lost before it could be written.
+/** For a line that was lost before it could be written. */
 void countLostLine();
 
 } // namespace dlog

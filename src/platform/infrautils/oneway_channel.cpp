@@ -4,36 +4,45 @@
  * Units wait in a list; the pipe only wakes. A pipe that carried the units themselves, or one token
  * for each, would be full after 65,536 of them, and a producer that then waits for the loop, on the
  * loop's own thread before the loop has started, waits for ever. So the pipe is non-blocking and
- * holds a byte or two:
+ * holds one byte as long as the list is not empty:
  *
- *   producer, with the mutex held            loop's thread
- *     list empty? write one byte               pipe readable: read it empty
- *     append the unit                          with the mutex held: take the whole list
- *                                              run the units, the mutex free
+ *   producer, with the mutex held            loop's thread, with the mutex held
+ *     list empty? write one byte               take the oldest unit
+ *     append the unit                          list empty? read the byte
+ *                                            then, the mutex free, run the unit
  *
- * Nothing is missed. The loop empties the pipe before it takes the list: a unit queued in between
- * is taken along, with a byte left over that wakes the loop once for nothing; a unit queued
- * afterwards finds the list empty and writes its own byte. A pipe that refuses the byte with EAGAIN
- * is full of earlier ones, and one is enough. A unit that is queued by a running unit waits for the
- * next round, so the bus gets its turn in between; it gets none within a round, however long that
- * is.
+ * Both sides change list and byte under the mutex, so a wake-up cannot be missed, and none comes
+ * for an empty list. A pipe that refuses the byte with EAGAIN is full, which wakes the loop as
+ * well. The loop watches the level of the pipe, not its changes: a byte that stays there wakes it
+ * again, and a loop that is registered later finds the byte of what is queued already.
+ *
+ * One unit runs for each turn that the loop gives to the pipe. A unit may block for as long as a
+ * method call may take, and until it returns the loop can serve nobody else. What has become ready
+ * in the meantime must not wait for a second unit. But a loop that finds the pipe and another
+ * source ready at the same time may start with either. So after a unit the next one steps back
+ * until everybody else has been served: the loop dispatches what has been ready longest first, so
+ * when it comes back to the pipe in two iterations in a row, nothing was waiting at the first of
+ * them. The number of turns given away is limited, or a peer that floods us with messages would
+ * stop the units altogether. All this concerns sources of the same priority, which is the normal
+ * one.
  *
  * A unit that fails costs only itself. Its result is not looked at, for it has said itself what
- * went wrong; what it throws becomes one line here, because an exception that left the source's
- * callback would take the rest of the list with it.
+ * went wrong; what it throws becomes one line here.
  *
- * The data is freed outside the mutex in every case: its destructor is foreign code. For the same
- * reason a unit's list node is made before the mutex is taken; with it held, nothing is allocated
- * and nothing can throw, and it is never held for longer than one write to the pipe.
+ * A unit's data is freed when the mutex is free again, in every case: its destructor is foreign
+ * code. For the same reason a unit's list node is made before the mutex is taken. With the mutex
+ * held nothing is allocated and nothing can throw, and it is never held for longer than one read or
+ * write of the pipe.
  *
  * Signals: a handler must not queue units, for it could interrupt the holder of the mutex. The
  * holder waits for nothing that a handler has.
  *
- * Fork: the mutex is held across it, so that the child finds the list whole. The child has no loop
- * thread; its copy of the channel, units included, is freed at once, and the data's destructors run
- * there too. The handlers are registered once and stay registered in the child, where a second set
- * would lock the mutex twice. Not provided for: a unit that forks (in the child it would return
- * into a channel that is gone) and a fork while another thread creates the channel.
+ * Fork: the mutex is held across it, so that the child finds the list whole. The child has no loop;
+ * its copy of the channel, units included, is freed at once, and the data's destructors run there
+ * too. A unit may fork, for the mutex is free while it runs; in the child it returns into a loop
+ * that refuses to go on. The handlers are registered once and stay registered in the child, where a
+ * second set would lock the mutex twice. Not provided for: a fork while another thread creates the
+ * channel.
  *
  * The channel is never destroyed at exit. Other threads outlive main and may still queue units;
  * those do not run.
@@ -41,6 +50,8 @@
 #include "infrautils/oneway_channel.hpp"
 
 #include "dlog/dlog.hpp"
+
+#include <systemd/sd-event.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -64,6 +75,17 @@ constexpr const char* file = "oneway_channel";
 // malloc_trim walks the whole heap. A thousand units are about the first backlog that leaves more
 // than a few hundred kilobytes behind.
 constexpr std::size_t unitsWorthATrim = 1024;
+
+// How many messages, say, of a connection on the same loop may go before the next unit. So many
+// hardly ever wait at once; a peer that sends more than that gets them handled more slowly.
+constexpr int turnsBetweenUnits = 16;
+
+std::uint64_t iterationOf(const sdeventplus::Event& loop)
+{
+    std::uint64_t iteration = 0;
+    sd_event_get_iteration(loop.get(), &iteration);
+    return iteration;
+}
 
 } // namespace
 
@@ -123,7 +145,7 @@ void OneWayChannel::registerForkHandlers()
     static bool registered = false;
     if (!registered)
     {
-        // It fails only without memory; a process that never forks is none the worse.
+        // It fails only without memory, and a process that never forks does not need them.
         registered = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) == 0;
     }
 }
@@ -153,11 +175,13 @@ int OneWayChannel::RegisterEventLoop(sdeventplus::Event& loop, void* context, Ca
         source_.swap(source);
     }
     source.reset(); // A loop does not take the same descriptor twice.
+    turnsForOthers_ = 0;
     try
     {
         source = std::make_unique<sdeventplus::source::IO>(
             loop, readEnd_, EPOLLIN,
-            [this](sdeventplus::source::IO&, int, std::uint32_t) { runPending(); });
+            [this](const sdeventplus::source::IO& self, int, std::uint32_t)
+            { serve(iterationOf(self.get_event())); });
     }
     catch (const std::exception&)
     {
@@ -212,31 +236,56 @@ bool OneWayChannel::wakeLoop() const
     return written == 1 || errno == EAGAIN;
 }
 
-void OneWayChannel::runPending()
+void OneWayChannel::serve(std::uint64_t turn)
 {
-    drainPipe();
-    Units units;
+    if (turnsForOthers_ > 0 && turn != lastTurnGivenAway_ + 1)
+    {
+        turnsForOthers_--;
+        lastTurnGivenAway_ = turn;
+        return;
+    }
+    turnsForOthers_ = turnsBetweenUnits;
+    lastTurnGivenAway_ = 0;
+    Units unit;
     {
         const std::lock_guard lock{oneWayChannelOperationMutex};
-        units.swap(pending_);
+        takeOldest(unit);
     }
-    while (!units.empty())
+    if (unit.empty())
     {
-        runUnit(units.front());
-        units.pop_front();
-        ranSinceTrim_++;
+        return;
     }
-    giveBackMemory();
+    ranSinceTrim_++;
+    runUnit(unit.front());
+    unit.clear();
+    const bool forkedByTheUnit = instance.load() != this; // then this is the child, without channel
+    if (!forkedByTheUnit)
+    {
+        giveBackMemory();
+    }
 }
 
-void OneWayChannel::drainPipe() const
+void OneWayChannel::takeOldest(Units& unit)
 {
+    if (!pending_.empty())
+    {
+        unit.splice(unit.end(), pending_, pending_.begin());
+    }
+    if (pending_.empty())
+    {
+        emptyPipe();
+    }
+}
+
+void OneWayChannel::emptyPipe() const
+{
+    // One read takes all there is: our byte. Bytes of a stranger would only cost further turns.
     char bytes[64];
     ssize_t got;
     do
     {
         got = read(readEnd_, bytes, sizeof bytes);
-    } while (got > 0 || (got < 0 && errno == EINTR));
+    } while (got < 0 && errno == EINTR);
 }
 
 void OneWayChannel::runUnit(const Unit& unit) noexcept

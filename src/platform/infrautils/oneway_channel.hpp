@@ -3,10 +3,15 @@
  *
  * A unit is a function and a heap object that it works on. Units run on the loop's thread, one at a
  * time, in the order in which they were queued, each exactly once. Queuing never waits for the
- * loop, however many units wait already and whether or not the loop runs yet.
+ * loop, however many units wait already and whether or not the loop runs yet. Between two units the
+ * loop serves whoever else has become ready, so nobody waits for more than one unit.
  *
  * The executor owns a unit's data from the moment of the call, also when the call fails, and frees
  * it with its real type.
+ *
+ * Queuing: any thread; takes its own lock. Not in a signal handler. Registering: main thread only.
+ * Errors are told by the result; only the first getInstance throws. What a unit throws is logged
+ * and ends that unit alone.
  */
 #pragma once
 
@@ -15,6 +20,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
@@ -25,19 +31,19 @@
 namespace infrautils
 {
 
-// The result tells how the work went; the executor does not look at it.
+/** The result tells how the work went; the executor does not look at it. */
 using UnitFunction = int (*)(void* context, void* data, unsigned long size);
 
-// A unit's data together with the deleter of its real type.
+/** A unit's data together with the deleter of its real type. */
 using OwnedData = std::unique_ptr<void, void (*)(void*)>;
 
-// Held while units are queued and taken, and across fork.
+/** Held while units are queued and taken, and across fork; never while one runs. */
 extern std::mutex oneWayChannelOperationMutex;
 
-/*
- * Queues a unit; what OneWayChannel_Execute does once it has put the type away.
- * Any thread; takes its own lock. Never throws.
- * The seam for tests: a double of this one function sees every unit of the program.
+/**
+ * Queues a unit whose data has any type: the one function behind all OneWayChannel_Execute. Returns
+ * what they return; never throws. A test program that is linked with a function of its own in this
+ * one's place sees every unit.
  */
 int executeUnit(UnitFunction function, OwnedData data, unsigned long size, int flag);
 
@@ -46,14 +52,14 @@ class OneWayChannel
   public:
     using Callback = std::function<int(void* context, void* data, unsigned long size)>;
 
-    /*
+    /**
      * The process's one channel, created at the first call. When its pipe cannot be created, that
      * is logged and thrown as std::runtime_error.
      * Any thread; takes its own lock.
      */
     static OneWayChannel& getInstance();
 
-    /*
+    /**
      * From now on the loop runs the units, each with that context. The callback, which may be
      * empty, runs the units that bring no function of their own. An earlier registration ends;
      * what is queued by then moves to the new loop.
@@ -62,8 +68,9 @@ class OneWayChannel
      */
     int RegisterEventLoop(sdeventplus::Event& loop, void* context, Callback callback);
 
-    // Null until the first getInstance, and in the child of a fork.
+    /** Null until the first getInstance, and in the child of a fork. */
     static std::atomic<OneWayChannel*> instance;
+    /** Held while the channel is created. */
     static std::mutex initCriticalSection;
 
     OneWayChannel(const OneWayChannel&) = delete;
@@ -89,13 +96,18 @@ class OneWayChannel
     static void afterForkInParent();
     static void afterForkInChild();
 
-    // REQUIRES: oneWayChannelOperationMutex held. Takes the unit over when it returns 0.
+    // REQUIRES: oneWayChannelOperationMutex held.
+    /** Takes the unit over when it returns 0. */
     int enqueue(Units& unit);
+    /** False when the loop will not wake up. */
     bool wakeLoop() const;
+    /** Moves the oldest unit; leaves the list empty when there is none. */
+    void takeOldest(Units& unit);
+    void emptyPipe() const;
 
     // The loop's thread only.
-    void runPending();
-    void drainPipe() const;
+    /** For a loop that finds the pipe readable. The turn is the number of its iteration. */
+    void serve(std::uint64_t turn);
     void runUnit(const Unit& unit) noexcept;
     void giveBackMemory();
 
@@ -110,12 +122,14 @@ class OneWayChannel
     Units pending_;
 
     // The loop's thread only.
+    int turnsForOthers_ = 0;              // what is left of the turns that others get before a unit
+    std::uint64_t lastTurnGivenAway_ = 0; // since the last unit; 0: none
     std::size_t ranSinceTrim_ = 0;
 };
 
 } // namespace infrautils
 
-/*
+/**
  * Has function(context, data, size) called on the loop's thread, later; never waits for it.
  * The data comes from `new`. The flag has no meaning yet: 1.
  * Returns 0 when the unit is queued, -1 when it will never run: no loop is registered, or no memory
@@ -131,6 +145,6 @@ int OneWayChannel_Execute(int (*function)(void*, void*, unsigned long), T* data,
     return infrautils::executeUnit(function, std::move(owned), size, flag);
 }
 
-// A void* has lost the type that it would be freed with.
+/** A void* has lost the type that it would be freed with. */
 int OneWayChannel_Execute(int (*function)(void*, void*, unsigned long), void* data,
                           unsigned long size, int flag) = delete;

@@ -213,9 +213,9 @@ TEST(compareSlots, saysMatchButAnswersNoWhenThereAreNone)
     for (const Row& row : rows)
     {
         SCOPED_TRACE(testing::Message() << row.smbios << " / " << row.fqdd);
-        const SlotVerdict verdict = compareSlots(row.smbios, row.fqdd);
-        EXPECT_EQ(string(verdict.text), row.text);
-        EXPECT_EQ(verdict.match, row.match);
+        const SlotVerdict slots = compareSlots(row.smbios, row.fqdd);
+        EXPECT_EQ(string(slots.text), row.text);
+        EXPECT_EQ(slots.verdict, row.match);
     }
 }
 

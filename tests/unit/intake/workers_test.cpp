@@ -1,4 +1,5 @@
 /* The queues, and what both workers do alike: wait, pop in order, give up a record, stop. */
+#include "compare/differences.hpp"
 #include "unit/intake/worker_kit.hpp"
 
 #include <sdbusplus/exception.hpp>
@@ -331,7 +332,7 @@ TEST_P(EitherWorker, losesNoneOfTenThousandRecordsThatArriveMeanwhile)
     {
         expected.push_back(worker.updateLine("/" + std::to_string(i)));
     }
-    EXPECT_TRUE(recorded_log::summary() == expected);
+    EXPECT_TRUE(sameSequence(recorded_log::summary(), expected));
     EXPECT_EQ(takeRecords(worker.queue), Records{});
     EXPECT_FALSE(takeRecoveryRequest());
 }
@@ -367,17 +368,15 @@ TEST_P(EitherWorker, stopsInTheMiddleOfAStreamWithTheRestUntouched)
 TEST(processSmbiosRecord, logsAtTheCallersSite)
 {
     resetStore();
-    processSmbiosRecord({"kov_hwinv_util", 12, "caller"}, smbiosWorker.update("/a"));
+    processSmbiosRecord(Site{log_label::util, "caller"}, smbiosWorker.update("/a"));
     EXPECT_EQ(utilLines(), Lines{"1 caller: " + smbiosWorker.updateText("/a")});
-    EXPECT_EQ(recorded_log::lines().at(0).line, 12);
 }
 
 TEST(processKovdRecord, logsAtTheCallersSite)
 {
     resetStore();
-    processKovdRecord({"kov_hwinv_util", 12, "caller"}, kovdWorker.update("/a"));
+    processKovdRecord(Site{log_label::util, "caller"}, kovdWorker.update("/a"));
     EXPECT_EQ(utilLines(), Lines{"1 caller: " + kovdWorker.updateText("/a")});
-    EXPECT_EQ(recorded_log::lines().at(0).line, 12);
 }
 
 } // namespace

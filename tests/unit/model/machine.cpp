@@ -195,6 +195,32 @@ const string& machine::interfaceOf(Kind kind)
     return interfaces[static_cast<std::size_t>(kind)];
 }
 
+string machine::shown(const PropertyMap& properties)
+{
+    string text;
+    for (const auto& [name, value] : properties)
+    {
+        text += (text.empty() ? "" : ", ") + name + "=";
+        if (const auto* number = std::get_if<std::uint16_t>(&value))
+        {
+            text += std::to_string(*number);
+        }
+        else if (const auto* small = std::get_if<std::uint8_t>(&value))
+        {
+            text += std::to_string(*small);
+        }
+        else if (const auto* string = std::get_if<std::string>(&value))
+        {
+            text += '"' + *string + '"';
+        }
+        else
+        {
+            text += "type " + std::to_string(value.index());
+        }
+    }
+    return text;
+}
+
 std::ostream& machine::operator<<(std::ostream& out, const Event& event)
 {
     switch (event.type)
@@ -217,21 +243,9 @@ std::ostream& machine::operator<<(std::ostream& out, const Event& event)
             out << "full CPU pass";
             break;
     }
-    for (const auto& [name, value] : event.properties)
+    if (!event.properties.empty())
     {
-        out << ", " << name << "=";
-        if (const auto* number = std::get_if<std::uint16_t>(&value))
-        {
-            out << *number;
-        }
-        else if (const auto* string = std::get_if<std::string>(&value))
-        {
-            out << '"' << *string << '"';
-        }
-        else
-        {
-            out << "type " << value.index();
-        }
+        out << ", " << shown(event.properties);
     }
     for (const string& interface : event.interfaces)
     {

@@ -44,6 +44,9 @@ PropertyMap wholeObject(Kind kind, int number);
 /** The interface that makes an object one of its kind. */
 const std::string& interfaceOf(Kind kind);
 
+/** "name=value, name=value". */
+std::string shown(const PropertyMap& properties);
+
 /** Something that happens to the machine. */
 struct Event
 {

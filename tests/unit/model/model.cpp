@@ -82,15 +82,41 @@ void model::Model::happen(const Event& event)
             kovdRemoval(event.path, event.interfaces);
             break;
         case Event::Type::pciePass:
-            pciePass();
-            break;
         case Event::Type::cpuPass:
-            for (const auto& [path, properties] : Objects(world.of(Kind::smbiosCpu)))
+            for (const string& path : passPaths(event.type))
             {
-                associateSmbiosCpu(path);
+                if (!passStep(event.type, path))
+                {
+                    return;
+                }
             }
             break;
     }
+}
+
+std::vector<string> model::Model::passPaths(Event::Type pass)
+{
+    std::vector<string> paths;
+    const bool ofSlots = pass == Event::Type::pciePass;
+    for (const auto& [path, properties] : world.of(ofSlots ? Kind::smbiosSlot : Kind::smbiosCpu))
+    {
+        paths.push_back(path);
+    }
+    if (ofSlots && paths.empty())
+    {
+        util(1, "AssociateSMBIOSPCIESlotsObjToKOVDObjs", "No SMBIOS objects found in the map");
+    }
+    return paths;
+}
+
+bool model::Model::passStep(Event::Type pass, const string& path)
+{
+    if (pass == Event::Type::pciePass)
+    {
+        return offerSlot(path);
+    }
+    associateSmbiosCpu(path);
+    return true;
 }
 
 void model::Model::util(int level, const string& function, const string& text)

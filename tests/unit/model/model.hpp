@@ -56,12 +56,19 @@ struct World
     {
         return objects[static_cast<std::size_t>(kind)];
     }
+
+    bool operator==(const World&) const = default;
 };
 
 class Model
 {
   public:
     void happen(const machine::Event& event);
+
+    // A full pass in pieces, for a test that lets other events in between: the paths that it takes,
+    // as things stand at its start, and one step. The step is false when the pass ends there.
+    std::vector<std::string> passPaths(machine::Event::Type pass);
+    bool passStep(machine::Event::Type pass, const std::string& path);
 
     World world;
     Lines log;
@@ -96,7 +103,7 @@ class Model
     void searchKovdDevices(const std::string& slot, const PropertyMap& smbios,
                            const std::string& smbiosPath);
     void searchChassis(const std::string& slot, const std::string& smbiosPath);
-    void pciePass();
+    bool offerSlot(const std::string& path);
     void removeSmbiosSlot(const std::string& path);
 
     // Inserts, of every kind.

@@ -150,7 +150,13 @@ void model::Model::associateSmbiosCpu(const string& path)
         cpu(4, function, path + " SMBIOS object is already fully associated ");
         return;
     }
-    const PropertyMap& properties = world.of(Kind::smbiosCpu)[path];
+    const auto cpuObject = world.of(Kind::smbiosCpu).find(path);
+    if (cpuObject == world.of(Kind::smbiosCpu).end())
+    {
+        cpu(1, function, "SMBIOS object not found for objPath: " + path);
+        return;
+    }
+    const PropertyMap& properties = cpuObject->second;
     AssociationList additions;
     if (kovdOf(path) == nullptr)
     {

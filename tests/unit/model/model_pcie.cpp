@@ -224,22 +224,23 @@ void model::Model::searchChassis(const string& slot, const string& smbiosPath)
     }
 }
 
-void model::Model::pciePass()
+/** False when the slot has vanished since the pass began: the pass ends there. */
+bool model::Model::offerSlot(const string& path)
 {
     const string function = "AssociateSMBIOSPCIESlotsObjToKOVDObjs";
-    if (world.of(Kind::smbiosSlot).empty())
+    if (kovdOf(path) != nullptr)
     {
-        util(1, function, "No SMBIOS objects found in the map");
+        util(4, function, "SMBIOS object already associated with KOVD object: " + path);
+        return true;
     }
-    for (const auto& [path, properties] : world.of(Kind::smbiosSlot))
+    const auto slot = world.of(Kind::smbiosSlot).find(path);
+    if (slot == world.of(Kind::smbiosSlot).end())
     {
-        if (kovdOf(path) != nullptr)
-        {
-            util(4, function, "SMBIOS object already associated with KOVD object: " + path);
-            continue;
-        }
-        searchAllKovd(properties, path);
+        util(1, function, "SMBIOS object not found for objPath: " + path);
+        return false;
     }
+    searchAllKovd(slot->second, path);
+    return true;
 }
 
 void model::Model::removeSmbiosSlot(const string& path)

@@ -14,7 +14,7 @@
 #include "objects/cpu_objects.hpp"
 #include "objects/pcie_objects.hpp"
 #include "random_events.hpp"
-#include "store/store.hpp"
+#include "state.hpp"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
@@ -35,11 +35,6 @@ constexpr std::array<void (*)(const string&, const PropertyMap&), machine::kindC
     InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
     InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
     InsertKOVDCPUObj,
-};
-
-const std::array<ObjectMap*, machine::kindCount> maps = {
-    &smbiosPCIeSlotObjs, &kovdPCIeSlotObjs, &kovdPCIeDeviceObjs, &kovdChassisPathSlotObjs,
-    &smbiosCPUObjs,      &smbiosCacheObjs,  &kovdCPUObjs,
 };
 
 void remove(Kind kind, const string& path)
@@ -100,24 +95,8 @@ string shown(const Type& value)
     return text.str();
 }
 
-string shown(const PropertyMap& properties)
-{
-    Event event;
-    event.properties = properties;
-    return shown<Event>(event);
-}
-
-string shown(const AssociationList& list)
-{
-    string text;
-    for (const auto& [forward, backward, endpoint] : list)
-    {
-        text += " (" + forward + ", " + backward + ", " + endpoint + ")";
-    }
-    return text;
-}
-
-using Texts = std::vector<string>;
+using state::shown;
+using state::Texts;
 
 Texts linesOfTheDaemon()
 {
@@ -162,145 +141,6 @@ Texts handOversOfTheModel(const model::World& world)
     return texts;
 }
 
-/** Every pair, seen from each of its sides; in no order but that of the machine's paths. */
-Texts pairsOfTheDaemon()
-{
-    Texts texts;
-    for (int number = 0; number < machine::kindCount; ++number)
-    {
-        for (const string& path : machine::pathsOf(static_cast<Kind>(number)))
-        {
-            MutexLock lock(associationPairsMutex);
-            if (const string* kovd = associationPairs.kovdPartner(path))
-            {
-                texts.push_back(path + " has " + *kovd);
-            }
-            if (const string* smbios = associationPairs.smbiosPartner(path))
-            {
-                texts.push_back(path + " is of " + *smbios);
-            }
-        }
-    }
-    return texts;
-}
-
-Texts pairsOfTheModel(const model::World& world)
-{
-    Texts texts;
-    for (int number = 0; number < machine::kindCount; ++number)
-    {
-        for (const string& path : machine::pathsOf(static_cast<Kind>(number)))
-        {
-            for (const auto& [smbios, kovd] : world.pairs)
-            {
-                if (path == smbios)
-                {
-                    texts.push_back(path + " has " + kovd);
-                }
-                if (path == kovd)
-                {
-                    texts.push_back(path + " is of " + smbios);
-                }
-            }
-        }
-    }
-    return texts;
-}
-
-/** The caches of each processor and the processors of each cache, in the order of pairing. */
-Texts cachePairsOfTheDaemon()
-{
-    Texts texts;
-    MutexLock lock(cpuCacheAssociationPairsMutex);
-    for (const string& cpu : machine::pathsOf(Kind::smbiosCpu))
-    {
-        for (const string& cache : cpuCacheAssociationPairs.cachesOfCPU(cpu))
-        {
-            texts.push_back(cpu + " has " + cache);
-        }
-    }
-    for (const string& cache : machine::pathsOf(Kind::smbiosCache))
-    {
-        for (const string& cpu : cpuCacheAssociationPairs.cpusOfCache(cache))
-        {
-            texts.push_back(cache + " is of " + cpu);
-        }
-    }
-    return texts;
-}
-
-Texts cachePairsOfTheModel(const model::World& world)
-{
-    Texts texts;
-    for (const string& path : machine::pathsOf(Kind::smbiosCpu))
-    {
-        for (const auto& [cpu, cache] : world.cachePairs)
-        {
-            if (cpu == path)
-            {
-                texts.push_back(cpu + " has " + cache);
-            }
-        }
-    }
-    for (const string& path : machine::pathsOf(Kind::smbiosCache))
-    {
-        for (const auto& [cpu, cache] : world.cachePairs)
-        {
-            if (cache == path)
-            {
-                texts.push_back(cache + " is of " + cpu);
-            }
-        }
-    }
-    return texts;
-}
-
-Texts objectsOfTheDaemon()
-{
-    Texts texts;
-    for (const ObjectMap* map : maps)
-    {
-        for (const string& path : map->listObjectPaths())
-        {
-            PropertyMap properties;
-            map->getObject(path, &properties);
-            texts.push_back(path + ": " + shown(properties));
-        }
-        texts.emplace_back("end of map");
-    }
-    return texts;
-}
-
-Texts objectsOfTheModel(const model::World& world)
-{
-    Texts texts;
-    for (const model::Objects& objects : world.objects)
-    {
-        for (const auto& [path, properties] : objects)
-        {
-            texts.push_back(path + ": " + shown(properties));
-        }
-        texts.emplace_back("end of map");
-    }
-    return texts;
-}
-
-Texts lists(const auto& written)
-{
-    Texts texts;
-    for (const auto& [path, list] : written)
-    {
-        texts.push_back(path + shown(list));
-    }
-    return texts;
-}
-
-Texts listsOfTheDaemon()
-{
-    MutexLock lock(CPUKOVDAssocTuplesMutex);
-    return lists(CPUKOVDAssocTuples);
-}
-
 /** Empty when the two are equal, else what differs first. */
 string difference(const char* what, const Texts& actual, const Texts& expected)
 {
@@ -320,12 +160,7 @@ string differences(const model::Model& expected)
     const model::World& world = expected.world;
     return difference("lines", linesOfTheDaemon(), linesOfTheModel(expected)) +
            difference("hand-overs", handOversOfTheDaemon(), handOversOfTheModel(world)) +
-           difference("objects", objectsOfTheDaemon(), objectsOfTheModel(world)) +
-           difference("pairs", pairsOfTheDaemon(), pairsOfTheModel(world)) +
-           difference("cache pairs", cachePairsOfTheDaemon(), cachePairsOfTheModel(world)) +
-           difference("lists", listsOfTheDaemon(), lists(world.written)) +
-           difference("recovery", {takeRecoveryRequest() ? "requested" : "not requested"},
-                      {world.recoveryRequested ? "requested" : "not requested"});
+           difference("state", shown(state::ofTheDaemon()), shown(state::ofTheModel(world)));
 }
 
 RC_GTEST_PROP(Daemon, doesWhatTheModelDoes, ())

@@ -154,6 +154,45 @@ void threads(const Words& words)
     }
 }
 
+// What a forger would have a program log: wherever it is cut, it looks like the start of a record.
+std::string forgery(std::size_t size)
+{
+    std::string text;
+    while (text.size() < size)
+    {
+        text += "1 1 ";
+    }
+    return text;
+}
+
+// Eight threads each log a long line and twenty short ones, so often. Prints how many were lost.
+void storm(const Words& words)
+{
+    const int rounds = std::stoi(words.at(0));
+    const std::string text = forgery(std::stoul(words.at(1)));
+    std::atomic<int> lost{0};
+    {
+        std::vector<std::jthread> running;
+        for (int thread = 0; thread < 8; thread++)
+        {
+            running.emplace_back(
+                [&, thread]
+                {
+                    for (int i = 0; i < rounds; i++)
+                    {
+                        lost +=
+                            dlog_printf(1, module, "long %d %d %s.", thread, i, text.c_str()) < 0;
+                        for (int j = 0; j < 20; j++)
+                        {
+                            lost += dlog_printf(1, module, "short %d %d %d", thread, i, j) < 0;
+                        }
+                    }
+                });
+        }
+    }
+    std::cout << lost << '\n';
+}
+
 std::string line()
 {
     std::string text;
@@ -196,9 +235,9 @@ void stall(const Words& words)
 }
 
 const std::map<std::string, void (*)(const Words&)> deeds = {
-    {"levels", levels},   {"values", values},   {"newlines", newlines},
-    {"long", longLine},   {"sites", sites},     {"errno", keepsErrno},
-    {"signals", signals}, {"threads", threads}, {"stall", stall},
+    {"levels", levels}, {"values", values},    {"newlines", newlines}, {"long", longLine},
+    {"sites", sites},   {"errno", keepsErrno}, {"signals", signals},   {"threads", threads},
+    {"stall", stall},   {"storm", storm},
 };
 
 } // namespace

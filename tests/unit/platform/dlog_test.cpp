@@ -1,15 +1,20 @@
-// What a program that logs leaves on its standard error, seen from outside.
+/*
+ * What a program that logs leaves on its standard error, seen from outside.
+ */
 #include "child.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fcntl.h>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
+#include <utility>
 #include <vector>
 
 namespace
@@ -49,12 +54,73 @@ Result sentToJournal(const Lines& arguments, Lines environment = {})
     return {contentOf(file), child.rest()};
 }
 
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// The number of the mark "...#N" that begins at that place, and where the mark ends.
+std::pair<std::string, std::size_t> markAt(const std::string& line, std::size_t begin)
+{
+    const std::size_t digits = begin + 4;
+    if (line.compare(begin, 4, "...#") != 0)
+    {
+        return {"", begin};
+    }
+    std::size_t end = digits;
+    while (end < line.size() && isDigit(line[end]))
+    {
+        end++;
+    }
+    return {line.substr(digits, end - digits), end};
+}
+
+// The lines as they were logged, each in the place of its first piece. What nobody finishes ends
+// with " (unfinished)", and a piece of nothing is a line of its own.
+Lines joined(const std::string& log)
+{
+    Lines lines;
+    std::map<std::string, std::size_t> begun;
+    for (std::string line : linesOf(log))
+    {
+        std::size_t place = lines.size();
+        const auto [earlier, headEnd] = markAt(line, 0);
+        if (begun.contains(earlier) && line.substr(headEnd, 1) == " ")
+        {
+            place = begun.extract(earlier).mapped();
+            line.erase(0, headEnd + 1);
+        }
+        const std::size_t tail = line.rfind("...#");
+        if (tail != std::string::npos && markAt(line, tail).second == line.size())
+        {
+            begun[markAt(line, tail).first] = place;
+            line.erase(tail);
+        }
+        lines.resize(std::max(lines.size(), place + 1));
+        lines[place] += line;
+    }
+    for (const auto& [mark, place] : begun)
+    {
+        lines[place] += " (unfinished)";
+    }
+    return lines;
+}
+
 // So little room that writers compete for it.
 Pipe makePipeOfOnePage()
 {
     Pipe pipe = makePipe();
     EXPECT_EQ(fcntl(pipe.write.get(), F_SETPIPE_SZ, 4096), 4096);
     return pipe;
+}
+
+Pipe makeSmallSocket()
+{
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const int smallest = 1;
+    setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
+    return {Descriptor{ends[0]}, Descriptor{ends[1]}};
 }
 
 // Whether this kernel can be asked not to wait on a pipe.
@@ -127,41 +193,96 @@ TEST(DlogLine, ValuesCannotForgeLinesOrFormats)
                      "1 357 \\xc2\\x85\xc3\x85"}));
 }
 
-TEST(DlogLine, IsNeverCut)
+// The two lines that the probe logs for that size.
+Lines longAndAfter(std::size_t size)
+{
+    return {"1 357 " + std::string(size - std::string{"1 357 .\n"}.size(), 'x') + ".",
+            "1 357 after"};
+}
+
+// What arrives on a pipe, or another stream with two ends, that is read all the time.
+std::string streamed(Descriptor& reader, Descriptor& writer, const Lines& arguments)
+{
+    Child child{DLOG_PROBE, arguments, {}, writer.get()};
+    writer.reset();
+    std::string log = readAll(reader.get());
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_EQ(child.rest(), arguments.at(1) + "\n");
+    return log;
+}
+
+TEST(DlogLine, IsWholeInAFileHoweverLong)
 {
     // Around the stack buffer, the atomic size and the capacity of a pipe, and far beyond.
     for (const std::size_t size : {2047U, 2048U, 2049U, 4096U, 4097U, 65536U, 65537U, 1U << 20})
     {
-        const std::string text(size - std::string{"1 357 .\n"}.size(), 'x');
-        const std::string expected = "1 357 " + text + ".\n1 357 after\n";
-        const std::string result = std::to_string(size) + "\n";
-
-        const Result toFile = logged({"long", std::to_string(size)});
-        EXPECT_TRUE(toFile.log == expected) << size;
-        EXPECT_EQ(toFile.answer, result);
-
-        Pipe pipe = makePipe();
-        Child child{DLOG_PROBE, {"long", std::to_string(size)}, {}, pipe.write.get()};
-        pipe.write.reset();
-        EXPECT_TRUE(readAll(pipe.read.get()) == expected) << size;
-        EXPECT_EQ(child.finish(), 0);
-        EXPECT_EQ(child.rest(), result);
+        const Result result = logged({"long", std::to_string(size)});
+        EXPECT_TRUE(linesOf(result.log) == longAndAfter(size)) << size;
+        EXPECT_EQ(result.answer, std::to_string(size) + "\n");
     }
 }
 
-TEST(DlogLine, IsNeverCutByASmallSocket)
+TEST(DlogLine, IsWholeInAPipeWithPlentyOfRoom)
 {
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    const Descriptor reader{ends[0]};
-    Descriptor writer{ends[1]};
-    const int smallest = 1;
-    setsockopt(writer.get(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-    Child child{DLOG_PROBE, {"long", "300000"}, {}, writer.get()};
-    writer.reset();
-    EXPECT_TRUE(readAll(reader.get()) ==
-                "1 357 " + std::string(300000 - 8, 'x') + ".\n1 357 after\n");
-    EXPECT_EQ(child.finish(), 0);
+    for (const std::size_t size : {2047U, 2048U, 2049U, 4095U, 4096U, 4097U, 8192U, 32768U})
+    {
+        Pipe pipe = makePipe();
+        const std::string log = streamed(pipe.read, pipe.write, {"long", std::to_string(size)});
+        EXPECT_TRUE(linesOf(log) == longAndAfter(size)) << size;
+    }
+}
+
+TEST(DlogLine, ArrivesInMarkedPiecesWhereThereIsLittleRoom)
+{
+    Pipe pipe = makePipeOfOnePage();
+    const Lines lines = linesOf(streamed(pipe.read, pipe.write, {"long", "10000"}));
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_EQ(lines[0], "1 357 " + std::string(4096 - 12, 'x') + "...#1");
+    EXPECT_EQ(lines[1], "...#1 " + std::string(4096 - 12, 'x') + "...#1");
+    EXPECT_EQ(lines[2], "...#1 " + std::string(10000 - 8 - 2 * (4096 - 12), 'x') + ".");
+    EXPECT_EQ(lines[3], "1 357 after");
+}
+
+TEST(DlogLine, LosesNothingInPieces)
+{
+    for (const std::size_t size : {4097U, 8192U, 32768U, 32769U, 65536U, 65537U, 1U << 20})
+    {
+        Pipe pipe = size > 32768 ? makePipe() : makePipeOfOnePage();
+        const std::string log = streamed(pipe.read, pipe.write, {"long", std::to_string(size)});
+        EXPECT_TRUE(joined(log) == longAndAfter(size)) << size;
+        for (const std::string& line : linesOf(log))
+        {
+            EXPECT_LT(line.size(), 4096U) << size;
+        }
+    }
+}
+
+TEST(DlogLine, LosesNothingInASmallSocket)
+{
+    Pipe socket = makeSmallSocket();
+    EXPECT_TRUE(joined(streamed(socket.read, socket.write, {"long", "300000"})) ==
+                longAndAfter(300000));
+}
+
+TEST(DlogLine, IsNotDividedInsideACharacter)
+{
+    // The first piece would end after one byte, two bytes or all three bytes of a euro sign.
+    for (const std::size_t shift : {0U, 1U, 2U})
+    {
+        std::string value(shift, 'x');
+        while (value.size() < 5000)
+        {
+            value += "\xe2\x82\xac";
+        }
+        Pipe pipe = makePipeOfOnePage();
+        Child child{DLOG_PROBE, {"values", value}, {}, pipe.write.get()};
+        pipe.write.reset();
+        const std::string log = readAll(pipe.read.get());
+        EXPECT_EQ(child.finish(), 0);
+        EXPECT_EQ(joined(log), Lines{"1 357 " + value});
+        EXPECT_TRUE(linesOf(log).at(0).ends_with("\xac...#1")) << shift;
+        EXPECT_TRUE(linesOf(log).at(1).starts_with("...#1 \xe2")) << shift;
+    }
 }
 
 TEST(DlogCall, KeepsErrno)
@@ -219,6 +340,71 @@ TEST(DlogCall, LinesOfSeveralThreadsDoNotMix)
     EXPECT_EQ(next, std::vector<int>(4, perThread));
 }
 
+std::multiset<std::string> linesOfStorm(int rounds, std::size_t size)
+{
+    std::string value;
+    while (value.size() < size)
+    {
+        value += "1 1 ";
+    }
+    std::multiset<std::string> lines;
+    for (int thread = 0; thread < 8; thread++)
+    {
+        for (int i = 0; i < rounds; i++)
+        {
+            const std::string whose = std::to_string(thread) + " " + std::to_string(i) + " ";
+            lines.insert("1 357 long " + whose + value + ".");
+            for (int j = 0; j < 20; j++)
+            {
+                lines.insert("1 357 short " + whose + std::to_string(j));
+            }
+        }
+    }
+    return lines;
+}
+
+// Whatever a value contains and wherever its line is interrupted, a physical line that looks like a
+// record is one, or the first piece of one. On a very busy machine the reader may stall for so long
+// that lines are lost; then as many are missing as were said to be lost.
+void expectNoForgery(const Descriptor& reader, Descriptor& writer)
+{
+    Child child{DLOG_PROBE, {"storm", "5", "320000"}, {}, writer.get()};
+    writer.reset();
+    std::string log;
+    for (std::string some = readSome(reader.get(), 4096); !some.empty();
+         some = readSome(reader.get(), 4096)) // slower than eight writers
+    {
+        log += some;
+    }
+    ASSERT_EQ(child.finish(), 0);
+    for (const std::string& line : linesOf(log))
+    {
+        ASSERT_TRUE(line.starts_with("1 357 long ") || line.starts_with("1 357 short ") ||
+                    line.starts_with("...#") || line.starts_with("1 300 dlog."))
+            << line.substr(0, 40);
+    }
+    std::multiset<std::string> missing = linesOfStorm(5, 320'000);
+    for (const std::string& line : joined(log))
+    {
+        const bool other = line.starts_with("1 300 dlog.") || line.ends_with(" (unfinished)");
+        ASSERT_TRUE(other || missing.contains(line)) << line.substr(0, 40);
+        missing.extract(line);
+    }
+    EXPECT_EQ(child.rest(), std::to_string(missing.size()) + "\n");
+}
+
+TEST(DlogCall, LongLinesOfSeveralThreadsForgeNoRecordOnAPipe)
+{
+    Pipe pipe = makePipe();
+    expectNoForgery(pipe.read, pipe.write);
+}
+
+TEST(DlogCall, LongLinesOfSeveralThreadsForgeNoRecordOnASmallSocket)
+{
+    Pipe socket = makeSmallSocket();
+    expectNoForgery(socket.read, socket.write);
+}
+
 // A reader that stalls costs one second once, and learns what it missed.
 TEST(DlogStall, DropsAndCountsLines)
 {
@@ -257,21 +443,22 @@ TEST(DlogStall, DropsAndCountsLines)
     EXPECT_EQ(lines.back(), "1 357 again");
 }
 
-TEST(DlogStall, CountBeginsOnALineOfItsOwnAfterACut)
+TEST(DlogStall, ALineLostInPartIsSeenToBeUnfinished)
 {
     Pipe pipe = makePipe();
     Child child{DLOG_PROBE, {"stall", "100000"}, {}, pipe.write.get()};
     pipe.write.reset();
     readLine(child.output());
-    const std::string log = readSome(pipe.read.get(), 1 << 20);
-    EXPECT_EQ(log, "1 357 " + std::string(log.size() - 6, 'x'));
+    std::string log = readSome(pipe.read.get(), 1 << 20);
     child.tell("again");
     EXPECT_EQ(readLine(child.output()), "12");
     child.tell("");
-    const Lines lines = linesOf(readAll(pipe.read.get()));
+    log += readAll(pipe.read.get());
     EXPECT_EQ(child.finish(), 0);
+    const Lines lines = joined(log);
     ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[0], std::string(lines[0].size(), 'x'));
+    EXPECT_TRUE(lines[0].starts_with("1 357 xxx"));
+    EXPECT_TRUE(lines[0].ends_with("xxx (unfinished)"));
     EXPECT_EQ(withoutSourceLine(lines[1]), "1 300 dlog.LINE.writeLine: 1001 lines lost");
     EXPECT_EQ(lines[2], "1 357 again");
 }
@@ -307,6 +494,40 @@ TEST_F(DlogRace, HoldsUpNoWriterOfAStalledReader)
     EXPECT_EQ(child.rest(), "-1\n");
     pipe.write.reset();
     EXPECT_EQ(readAll(pipe.read.get()), others);
+}
+
+// What arrives on a pipe when the kernel's writes go wrong in that way.
+std::string loggedWith(const std::string& fault, const Lines& arguments)
+{
+    Pipe pipe = makePipe();
+    Child child{DLOG_WRITE_PROBE, arguments, {"PROBE_WRITE=" + fault}, pipe.write.get()};
+    pipe.write.reset();
+    std::string log = readAll(pipe.read.get());
+    EXPECT_EQ(child.finish(), 0);
+    return log;
+}
+
+TEST(DlogWrite, TakenInPartTheLineEndsAndGoesOnMarked)
+{
+    EXPECT_EQ(loggedWith("short", {"values", "1 2 3"}), "1 3...#1\n...#1 57 1 2 3\n");
+    EXPECT_TRUE(joined(loggedWith("short", {"long", "20000"})) == longAndAfter(20000));
+}
+
+TEST(DlogWrite, TakenInPartAndLostTheLineIsEndedByTheNext)
+{
+    const Lines lines = linesOf(loggedWith("broken", {"values", "lost", "next"}));
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0], "1 3");
+    EXPECT_EQ(withoutSourceLine(lines[1]), "1 300 dlog.LINE.writeLine: 1 lines lost");
+    EXPECT_EQ(lines[2], "1 357 next");
+}
+
+TEST(DlogWrite, ThatMayHaveToWaitIsNeverLong)
+{
+    EXPECT_EQ(loggedWith("waiting", {"values", "x"}), "1 357 x\n");
+    const std::string log = loggedWith("waiting", {"long", "20000"});
+    EXPECT_TRUE(joined(log) == longAndAfter(20000));
+    EXPECT_LE(log.find('\n'), 4096U);
 }
 
 TEST(DlogGone, AReaderThatLeftIsNotWrittenTo)

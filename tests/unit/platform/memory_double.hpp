@@ -6,8 +6,8 @@
 
 #include <atomic>
 
-// While it is set, `new` throws std::bad_alloc on this thread.
+/** While it is set, `new` throws std::bad_alloc on this thread. */
 extern thread_local bool noMemory;
 
-// How often malloc_trim was called.
+/** How often malloc_trim was called. */
 extern std::atomic<int> trims;

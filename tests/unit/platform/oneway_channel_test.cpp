@@ -1,10 +1,14 @@
-// The executor with a real loop and a real log, all in this process; what a fork or a missing
-// descriptor does to it happens in children.
+/*
+ * The executor with a real loop and a real log, all in this process; what a fork or a missing
+ * descriptor does to it happens in children.
+ */
 #include "child.hpp"
 #include "infrautils/oneway_channel.hpp"
+#include "kernel_double.hpp"
 #include "memory_double.hpp"
 
 #include <gtest/gtest.h>
+#include <sdeventplus/source/io.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -14,9 +18,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -223,6 +229,33 @@ std::vector<int> numbers(int first, int end)
     return all;
 }
 
+// A second source on the loop of the executor: a message is one byte, one is handled in each turn.
+class OtherSource
+{
+  public:
+    OtherSource(const sdeventplus::Event& loop, std::string& order)
+        : order_(order), pipe_(makePipe()),
+          source_(loop, pipe_.read.get(), EPOLLIN,
+                  [this](sdeventplus::source::IO&, int, std::uint32_t)
+                  {
+                      readSome(pipe_.read.get(), 1);
+                      order_ += 'o';
+                  })
+    {
+    }
+
+    void send(int messages) const
+    {
+        const std::string bytes(static_cast<std::size_t>(messages), 'm');
+        EXPECT_EQ(write(pipe_.write.get(), bytes.data(), bytes.size()), messages);
+    }
+
+  private:
+    std::string& order_;
+    Pipe pipe_;
+    sdeventplus::source::IO source_;
+};
+
 // A loop of its own for each test; the process's one channel moves from loop to loop.
 class Executor : public testing::Test
 {
@@ -238,6 +271,16 @@ class Executor : public testing::Test
         while (loop.run(std::chrono::microseconds{0}) > 0)
         {
         }
+    }
+
+    // Producer n has queued the numbers from n * perThread on.
+    void expectEachProducersOrder(int threads, int perThread)
+    {
+        EXPECT_EQ(log.ran.size(), static_cast<std::size_t>(threads * perThread));
+        std::stable_sort(log.ran.begin(), log.ran.end(),
+                         [perThread](int a, int b) { return a / perThread < b / perThread; });
+        EXPECT_TRUE(log.ran == numbers(0, threads * perThread)) << "lost, doubled or out of order";
+        EXPECT_EQ(alive, aliveBefore);
     }
 
     sdeventplus::Event loop = sdeventplus::Event::get_new();
@@ -300,13 +343,65 @@ TEST_F(Executor, RunsTheUnitsOfSeveralThreadsOnTheLoopsThread)
         }
     }
     settle();
-
-    const auto split = std::stable_partition(log.ran.begin(), log.ran.end(),
-                                             [](int number) { return number < perThread; });
-    EXPECT_EQ(std::vector<int>(log.ran.begin(), split), numbers(0, perThread));
-    EXPECT_EQ(std::vector<int>(split, log.ran.end()), numbers(perThread, 2 * perThread));
+    expectEachProducersOrder(2, perThread);
     EXPECT_EQ(log.threads, std::set{std::this_thread::get_id()});
-    EXPECT_EQ(alive, aliveBefore);
+}
+
+TEST_F(Executor, HoldsTheUnitsOfSeveralThreadsBeforeTheLoopRuns)
+{
+    constexpr int threads = 5;
+    constexpr int perThread = 20'000;
+    ASSERT_EQ(registerLoop(), 0);
+    const auto produce = [](int thread)
+    {
+        for (int i = 0; i < perThread; i++)
+        {
+            ASSERT_EQ(queue(run, thread * perThread + i), 0);
+        }
+    };
+    {
+        std::vector<std::jthread> others;
+        for (int thread = 1; thread < threads; thread++)
+        {
+            others.emplace_back(produce, thread);
+        }
+        produce(0);
+    }
+    settle();
+    expectEachProducersOrder(threads, perThread);
+}
+
+// Whenever a producer pauses, the loop may go to sleep, and a unit queued just then must wake it.
+TEST_F(Executor, MissesNoWakeUpOfThreadsThatPause)
+{
+    constexpr int threads = 5;
+    constexpr int perThread = 10'000;
+    ASSERT_EQ(registerLoop(), 0);
+    const auto produce = [](int thread)
+    {
+        std::minstd_rand random{static_cast<unsigned>(thread)};
+        for (int i = 0; i < perThread; i++)
+        {
+            EXPECT_EQ(queue(run, thread * perThread + i), 0);
+            for (auto pause = random() % 8; pause > 0; pause--)
+            {
+                std::this_thread::yield();
+            }
+        }
+    };
+    {
+        std::vector<std::jthread> producers;
+        for (int thread = 0; thread < threads; thread++)
+        {
+            producers.emplace_back(produce, thread);
+        }
+        while (log.ran.size() < threads * perThread)
+        {
+            ASSERT_GT(loop.run(std::chrono::minutes{1}), 0) << "no wake-up for a minute";
+        }
+    }
+    settle();
+    expectEachProducersOrder(threads, perThread);
 }
 
 TEST_F(Executor, AFailingUnitStopsNoOther)
@@ -346,6 +441,92 @@ TEST_F(Executor, AUnitQueuedByAUnitRunsInTheNextRound)
     EXPECT_EQ(log.ran, (std::vector<int>{2}));
     settle();
     EXPECT_EQ(log.ran, (std::vector<int>{2, 1, 0}));
+}
+
+// What ran, in order: 'u' a unit, 'o' a message of another source. A unit's number is how many
+// messages arrive while it runs.
+class ExecutorTurns : public Executor
+{
+  protected:
+    ExecutorTurns() : other(loop, order)
+    {
+        EXPECT_EQ(registerLoop(
+                      [this](void*, void* data, unsigned long)
+                      {
+                          order += 'u';
+                          other.send(static_cast<Data*>(data)->number);
+                          return successors-- > 0 ? queue(nullptr, 1) : 0;
+                      }),
+                  0);
+    }
+
+    std::string order;
+    OtherSource other;
+    int successors = 0; // how many units are queued by the unit before them
+};
+
+TEST_F(ExecutorTurns, WhatBecomesReadyDuringAUnitComesBeforeTheNext)
+{
+    std::string expected;
+    for (int i = 0; i < 1000; i++)
+    {
+        queue(nullptr, 1);
+        expected += "uo";
+    }
+    settle();
+    EXPECT_EQ(order, expected);
+}
+
+TEST_F(ExecutorTurns, AllThatWaitsComesBeforeTheNextUnit)
+{
+    std::string expected;
+    for (int messages : {0, 1, 2, 10, 16, 0, 3})
+    {
+        queue(nullptr, messages);
+        expected += "u" + std::string(static_cast<std::size_t>(messages), 'o');
+    }
+    settle();
+    EXPECT_EQ(order, expected);
+}
+
+TEST_F(ExecutorTurns, AUnitQueuedDuringTheLastOneComesAfterWhatWaits)
+{
+    std::string expected;
+    successors = 1000;
+    queue(nullptr, 1);
+    for (int i = 0; i < 1001; i++)
+    {
+        expected += "uo";
+    }
+    settle();
+    EXPECT_EQ(order, expected);
+}
+
+TEST_F(ExecutorTurns, AFloodOfMessagesSlowsUnitsButDoesNotStopThem)
+{
+    for (int i = 0; i < 10; i++)
+    {
+        queue(nullptr, 1000);
+    }
+    settle();
+    EXPECT_EQ(std::count(order.begin(), order.end(), 'o'), 10'000);
+    const std::size_t lastUnit = order.rfind('u');
+    EXPECT_GE(lastUnit, 9U * 16) << "others had fewer turns than they should";
+    EXPECT_LE(lastUnit, 10U * 20) << "units waited longer than they should";
+}
+
+TEST_F(Executor, OneReadEmptiesThePipe)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    for (int i = 0; i < 100; i++)
+    {
+        queue(run, i);
+    }
+    reads = 0;
+    settle();
+    EXPECT_EQ(log.ran, numbers(0, 100));
+    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(loop.run(std::chrono::microseconds{0}), 0) << "idle, and yet something to do";
 }
 
 TEST_F(Executor, AUnitWithoutAFunctionIsTheCallbacks)
@@ -389,6 +570,48 @@ TEST_F(Executor, WhatIsQueuedMovesToALaterLoop)
     {
     }
     EXPECT_EQ(laterLog.ran, numbers(0, 2));
+}
+
+struct Move
+{
+    sdeventplus::Event to;
+    Log log;
+};
+
+TEST_F(Executor, AUnitMayMoveTheChannelToAnotherLoop)
+{
+    Move move{sdeventplus::Event::get_new(), {}};
+    ASSERT_EQ(OneWayChannel::getInstance().RegisterEventLoop(loop, &move, {}), 0);
+    queue(
+        [](void* context, void*, unsigned long)
+        {
+            Move& here = *static_cast<Move*>(context);
+            return OneWayChannel::getInstance().RegisterEventLoop(here.to, &here.log, {});
+        },
+        0);
+    queue(run, 1);
+    settle();
+    EXPECT_TRUE(move.log.ran.empty());
+    while (move.to.run(std::chrono::microseconds{0}) > 0)
+    {
+    }
+    EXPECT_EQ(move.log.ran, std::vector<int>{1});
+    EXPECT_EQ(alive, aliveBefore);
+}
+
+TEST_F(Executor, ALoopThatCannotWatchThePipeLeavesTheChannelWithoutOne)
+{
+    ASSERT_EQ(registerLoop(), 0);
+    epollIsFull = true;
+    const int result = registerLoop();
+    epollIsFull = false;
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(queue(run, 0), -1);
+    EXPECT_EQ(alive, aliveBefore);
+    ASSERT_EQ(registerLoop(), 0);
+    EXPECT_EQ(queue(run, 1), 0);
+    settle();
+    EXPECT_EQ(log.ran, std::vector<int>{1});
 }
 
 TEST_F(Executor, AFailedRegistrationLeavesTheChannelWithoutALoop)
@@ -590,6 +813,66 @@ TEST_F(ExecutorInChild, AChildMayHaveAChannelOfItsOwnAndForkAgain)
             settle();
             EXPECT_EQ(log.ran, std::vector<int>{0});
         }));
+}
+
+// Forks. The child says on the pipe what it finds, and returns like its parent.
+struct Forked
+{
+    Pipe pipe = makePipe();
+    pid_t child = -1;
+    bool mutexWasFree = false;
+};
+
+int forkInUnit(void* context, void*, unsigned long)
+{
+    Forked& forked = *static_cast<Forked*>(context);
+    forked.mutexWasFree = infrautils::oneWayChannelOperationMutex.try_lock();
+    if (forked.mutexWasFree)
+    {
+        infrautils::oneWayChannelOperationMutex.unlock();
+    }
+    queue([](void*, void*, unsigned long) { return 0; }, 0);
+    forked.child = fork();
+    if (forked.child == 0)
+    {
+        const bool none = OneWayChannel::instance.load() == nullptr && queue(run, 0) == -1;
+        const std::string answer = none ? "none" : "a channel";
+        return write(forked.pipe.write.get(), answer.data(), answer.size()) < 0 ? -1 : 0;
+    }
+    return 0;
+}
+
+TEST_F(ExecutorInChild, AUnitMayForkAndQueue)
+{
+    Forked forked;
+    ASSERT_EQ(OneWayChannel::getInstance().RegisterEventLoop(loop, &forked, {}), 0);
+    queue(forkInUnit, 0);
+    queue(runAndFail, 0); // stands for what the child must not run
+    bool childMayGoOn = false;
+    try
+    {
+        loop.run(std::chrono::microseconds{0});
+        childMayGoOn = forked.child == 0 && loop.run(std::chrono::microseconds{0}) > 0;
+    }
+    catch (const sdeventplus::SdEventError&)
+    {
+        // The loop is the parent's.
+    }
+    if (forked.child == 0)
+    {
+        _exit(childMayGoOn || alive != aliveBefore ? 1 : 0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(forked.child, &status, 0), forked.child);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(forked.mutexWasFree);
+    forked.pipe.write.reset();
+    EXPECT_EQ(readAll(forked.pipe.read.get()), "none");
+
+    ASSERT_EQ(registerLoop(), 0);
+    settle();
+    EXPECT_EQ(log.ran, std::vector<int>{0}) << "the parent has lost a unit";
+    EXPECT_EQ(alive, aliveBefore);
 }
 
 // Queues without end, but not more than the forks below can copy and free in no time, and holds the

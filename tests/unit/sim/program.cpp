@@ -87,7 +87,7 @@ int waitForEnd(pid_t pid)
             waitpid(pid, &status, 0);
             return -1;
         }
-        poll(nullptr, 0, 1);
+        poll(nullptr, 0, 1); // waitpid knows no time limit
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

@@ -113,6 +113,19 @@ string Watcher::ownerOf(const string& name)
     return answer.error.empty() ? answer.body[0].get<string>() : "";
 }
 
+bool Watcher::waitUntilFree(const string& name, std::chrono::milliseconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!ownerOf(name).empty())
+    {
+        if (std::chrono::steady_clock::now() >= deadline)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 int Watcher::onSignal(sd_bus_message* message, void* self, sd_bus_error*)
 {
     static_cast<Watcher*>(self)->seen_.push_back(

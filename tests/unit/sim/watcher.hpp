@@ -62,6 +62,10 @@ class Watcher
     /** Who owns a name; empty when nobody does. */
     std::string ownerOf(const std::string& name);
 
+    /** Waits until nobody owns a name: the bus notices in its own time that a program has ended. */
+    bool waitUntilFree(const std::string& name,
+                       std::chrono::milliseconds limit = std::chrono::seconds(20));
+
   private:
     static int onSignal(sd_bus_message* message, void* self, sd_bus_error* error);
 

@@ -3,8 +3,9 @@
  *
  * A line names the operation that it belongs to, under one of the two labels that people and their
  * tools search the log for, whatever file the code lives in today; its number is the line of the
- * statement that wrote it. UTIL_LOG and CPU_LOG name the function where they stand. A helper that
- * logs for its caller takes the caller's Site (UTIL_SITE, CPU_SITE) and logs with LOG_AT.
+ * statement that wrote it. UTIL_LOG and CPU_LOG name the function that they are written in. A
+ * helper that logs for its caller takes the caller's Site (UTIL_SITE, CPU_SITE) and logs with
+ * LOG_AT.
  *
  * The level is checked before any argument is evaluated: a filtered line costs one comparison.
  * Any thread; takes no lock. Never throws.

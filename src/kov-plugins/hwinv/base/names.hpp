@@ -1,6 +1,6 @@
 /*
- * The names that the daemon says or listens to on the bus, each once. Not here
- * are the properties that are kept but never matched; they stand in the tables that keep them.
+ * The names that the daemon says or listens to on the bus, each once. Not here are the properties
+ * that are kept but never matched; they are in the tables that keep them.
  *
  * Views of literals, so `.data()` is a terminated text.
  * Constant after start-up.

@@ -6,7 +6,10 @@
 
 #include "store/association_pairs.hpp"
 
-/** Who speaks: the first argument of FindAssociation. A service's code is its side of a pair. */
+/**
+ * Which service an object comes from: the first argument of FindAssociation. A service's code is
+ * its side of a pair.
+ */
 namespace source
 {
 inline constexpr int kovd = kovdSide;

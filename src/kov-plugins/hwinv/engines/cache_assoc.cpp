@@ -86,21 +86,21 @@ std::size_t checkNumofCacheAssoc(const std::string& cpuPath)
     return cachePaths.size();
 }
 
-bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
-                            std::string& handleName)
+Verdict CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
+                               std::string& handleName)
 {
     // A map without properties has no handle either.
     const auto handle = cacheProperties.find(names::handle);
     if (handle == cacheProperties.end() || cpuProperties.empty())
     {
-        return false;
+        return Condition::propertiesPresent;
     }
     const auto cacheHandle = std::get<std::uint16_t>(handle->second);
     CPU_LOG(level::trace, "Cache Handle: %d", cacheHandle);
     if (cacheHandle == 0)
     {
         CPU_LOG(level::error, "Cache Handle is 0 in cache object.Therefore no association");
-        return false;
+        return Condition::handleNotZero;
     }
 
     int level = 0;
@@ -117,10 +117,10 @@ bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap&
         if (cpuHandle != 0 && cpuHandle == cacheHandle)
         {
             handleName = name;
-            return true;
+            return Condition::none;
         }
     }
-    return false;
+    return Condition::handleEqual;
 }
 
 bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,

@@ -11,6 +11,7 @@
  */
 #pragma once
 
+#include "engines/verdict.hpp"
 #include "store/cpu_cache_pairs.hpp"
 #include "store/types.hpp"
 
@@ -27,8 +28,8 @@ std::size_t checkNumofCacheAssoc(const std::string& cpuPath)
  * `handleName` becomes its property's name. A handle of 0 is none, on either side. Throws
  * std::bad_variant_access at a handle of another type.
  */
-bool CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
-                            std::string& handleName);
+Verdict CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyMap& cacheProperties,
+                               std::string& handleName);
 
 /** CompareCacheAssocProps for two stored objects; false, and logged, when one is missing. */
 bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,

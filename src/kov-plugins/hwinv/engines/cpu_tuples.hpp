@@ -7,7 +7,9 @@
  * succeeded, stored as the new one. All of that happens inside one piece (store/one_piece.hpp): the
  * next writer of the processor starts from the list that this one has left.
  *
- * Any thread; takes CPUKOVDAssocTuplesMutex.
+ * Any thread. Get, Update and Remove take CPUKOVDAssocTuplesMutex, the two writers the executor's
+ * lock as well; MergeAssocTuples, cpuTuple and cacheTuple take none. A failing mutex throws
+ * std::system_error, memory that runs out std::bad_alloc.
  */
 #pragma once
 

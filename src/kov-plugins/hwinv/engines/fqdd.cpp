@@ -16,7 +16,7 @@ constexpr char toUpper(char c)
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-/** Where `needle` first stands in `text` in any case; npos when nowhere. */
+/** Where `text` first contains `needle`, in any case; npos when nowhere. */
 std::size_t findNoCase(std::string_view text, std::string_view needle)
 {
     const auto at = std::search(text.begin(), text.end(), needle.begin(), needle.end(),
@@ -106,7 +106,7 @@ bool parseDiskBayFqdd(std::string_view fqdd, DiskBay& out)
     const std::size_t diskAt = fqdd.find(diskWord);
     if (diskAt != std::string_view::npos)
     {
-        // At least one character, digit or not, stands between the word and the colon.
+        // At least one character, digit or not, is between the word and the colon.
         const std::size_t numberAt = diskAt + diskWord.size();
         const std::size_t colonAt = fqdd.find(':', numberAt);
         diskSeen = colonAt != std::string_view::npos && colonAt > numberAt;

@@ -36,7 +36,7 @@ struct FqddTokens
 FqddTokens splitFqdd(std::string_view fqdd);
 
 /**
- * The number whose digits start at `position`; -1 when no digit stands there. Throws
+ * The number whose digits start at `position`; -1 when there is no digit. Throws
  * std::out_of_range when the run of digits does not fit an int. Allocates for a run of more than
  * fifteen.
  */

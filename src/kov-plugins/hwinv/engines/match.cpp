@@ -29,20 +29,20 @@ const PropertyValue* find(const PropertyMap& properties, std::string_view name)
 
 /**
  * The two texts that a PCIe rule compares, the SMBIOS designation and the KOVD descriptor of that
- * name. False when one is missing or empty.
+ * name.
  */
-bool readTexts(const PropertyMap& smbios, const PropertyMap& kovd, std::string_view fqddName,
-               std::string_view& designation, std::string_view& fqdd)
+Verdict readTexts(const PropertyMap& smbios, const PropertyMap& kovd, std::string_view fqddName,
+                  std::string_view& designation, std::string_view& fqdd)
 {
     const PropertyValue* designationValue = find(smbios, names::slotDesignation);
     const PropertyValue* fqddValue = find(kovd, fqddName);
     if (designationValue == nullptr || fqddValue == nullptr)
     {
-        return false;
+        return Condition::propertiesPresent;
     }
     designation = std::get<std::string>(*designationValue);
     fqdd = std::get<std::string>(*fqddValue);
-    return !designation.empty() && !fqdd.empty();
+    return designation.empty() || fqdd.empty() ? Condition::textsNotEmpty : Condition::none;
 }
 
 /** False when there are too few tokens; logged in the name of the calling operation. */
@@ -53,7 +53,7 @@ bool hasThreeTokens(const Site& site, const FqddTokens& tokens)
         LOG_AT(site, level::error, "KOVD Fqdd is not in expected format");
         return false;
     }
-    // The split yields no empty token; the guard stays for whoever changes the split.
+    // The split yields no empty token; the guard stays in case the split changes.
     return !tokens.token[0].empty() && !tokens.token[1].empty() && !tokens.token[2].empty();
 }
 
@@ -72,7 +72,29 @@ catch (const std::exception&)
     return std::nullopt;
 }
 
-bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
+// A designation that says BAY fits drive bays alone, and they fit no other.
+
+Verdict matchUnlessBay(std::string_view designation, std::string_view fqdd)
+{
+    return containsNoCase(designation, "BAY") ? Condition::noBayNamed
+                                              : matchFQDD(designation, fqdd);
+}
+
+Verdict matchIfBay(std::string_view designation, std::string_view fqdd)
+{
+    return containsNoCase(designation, "BAY") ? matchDiskBay(designation, fqdd)
+                                              : Condition::bayNamed;
+}
+
+/** Whether a designation fits a device of that type, for example NIC. */
+bool namesDevice(std::string_view designation, std::string_view deviceType)
+{
+    // "PCIe" may be any device; a placeholder stands for whatever device sits in the slot.
+    return containsNoCase(designation, deviceType) || containsNoCase(designation, "PCIe") ||
+           equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
+}
+
+Verdict matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
 {
     const PropertyValue* slotId = find(smbios, names::slotId);
     const PropertyValue* instance = find(kovd, names::pcieLocatorInstanceNum);
@@ -80,7 +102,7 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
     // All three are needed; an object without them is no slot of this kind.
     if (slotId == nullptr || instance == nullptr || locator == nullptr)
     {
-        return false;
+        return Condition::propertiesPresent;
     }
     const auto smbiosSlotId = std::get<std::uint16_t>(*slotId);
     const auto kovdInstance = std::get<std::uint16_t>(*instance);
@@ -88,62 +110,54 @@ bool matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
     // Most candidates end here, before any text is looked at. Zero is a number like any other.
     if (smbiosSlotId != kovdInstance)
     {
-        return false;
+        return Condition::slotIdEqual;
     }
 
     std::string_view designation;
     std::string_view fqdd;
-    if (!readTexts(smbios, kovd, names::pcieFqdd, designation, fqdd))
+    if (const Verdict read = readTexts(smbios, kovd, names::pcieFqdd, designation, fqdd); !read)
     {
-        return false;
+        return read;
     }
-
-    // A designation that speaks of a bay fits drive bays alone, and they fit no other.
-    const bool bay = containsNoCase(designation, "BAY");
     switch (locatorType)
     {
         case locatorSlot:
-            return !bay && matchFQDD(designation, fqdd);
+            return matchUnlessBay(designation, fqdd);
         case locatorDriveBay:
-            return bay && matchDiskBay(designation, fqdd);
+            return matchIfBay(designation, fqdd);
         default:
-            return false;
+            return Condition::locatorTypeKnown;
     }
 }
 
-bool matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
+Verdict matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
 {
     std::string_view designation;
     std::string_view fqdd;
-    if (!readTexts(smbios, kovd, names::fqdd, designation, fqdd))
+    if (const Verdict read = readTexts(smbios, kovd, names::fqdd, designation, fqdd); !read)
     {
-        return false;
+        return read;
     }
-
     // No slot id here: a device has none. The descriptor itself says whether it is a drive.
-    const bool bay = containsNoCase(designation, "BAY");
-    if (fqdd.find("Disk.Bay.") != std::string_view::npos)
-    {
-        return bay && matchDiskBay(designation, fqdd);
-    }
-    return !bay && matchFQDD(designation, fqdd);
+    return fqdd.find("Disk.Bay.") != std::string_view::npos ? matchIfBay(designation, fqdd)
+                                                            : matchUnlessBay(designation, fqdd);
 }
 
-bool matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap& kovd)
+Verdict matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap& kovd)
 {
     const PropertyValue* socketValue = find(smbios, names::socket);
     const PropertyValue* keyValue = find(kovd, names::targetDevKey);
     const PropertyValue* numberValue = find(kovd, names::slotNumber);
     if (socketValue == nullptr || keyValue == nullptr || numberValue == nullptr)
     {
-        return false;
+        return Condition::propertiesPresent;
     }
     const auto& socket = std::get<std::string>(*socketValue);
     const auto& key = std::get<std::string>(*keyValue);
     const auto number = std::get<std::uint16_t>(*numberValue);
     if (socket.empty() || key.empty())
     {
-        return false;
+        return Condition::textsNotEmpty;
     }
 
     const std::string byNumber = "CPU" + std::to_string(number);
@@ -154,24 +168,25 @@ bool matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap
     const std::string upperSocket = toUpperCopy(socket);
     if (!equalsExact(upperSocket, byNumber))
     {
-        return false;
+        return Condition::socketIsNumber;
     }
 
     const FqddTokens tokens = splitFqdd(key);
     if (!hasThreeTokens(site, tokens))
     {
-        return false;
+        return Condition::threeTokens;
     }
     const std::string_view slot = tokens.token[2];
     LOG_AT(site, level::trace, "Slot number=%.*s", precision(slot), slot.data());
     // As text, not as a number: "01" is another socket than "1".
-    return equalsExact(upperSocket, std::string("CPU").append(slot));
+    const bool equal = equalsExact(upperSocket, std::string("CPU").append(slot));
+    return equal ? Condition::none : Condition::socketIsKey;
 }
 
 } // namespace
 
-bool CompareAssociationProperties(const PropertyMap& smbios, const PropertyMap& kovd,
-                                  int interfaceType)
+Verdict CompareAssociationProperties(const PropertyMap& smbios, const PropertyMap& kovd,
+                                     int interfaceType)
 try
 {
     switch (interfaceType)
@@ -185,24 +200,24 @@ try
         case compare::cpuAlias:
             return matchSockets(UTIL_SITE, smbios, kovd);
         default:
-            return false;
+            return Condition::kindsComparable;
     }
 }
 catch (...)
 {
     logFailure(UTIL_SITE, {"Exception in CompareAssociationProperties: %s",
                            "Unknown Exception in CompareAssociationProperties"});
-    return false;
+    return Condition::propertiesReadable;
 }
 
-bool matchFQDD(std::string_view designation, std::string_view fqdd)
+Verdict matchFQDD(std::string_view designation, std::string_view fqdd)
 {
     const FqddTokens tokens = splitFqdd(fqdd);
     UTIL_LOG(level::info, "KOVD fqdd %.*s", precision(fqdd), fqdd.data());
     UTIL_LOG(level::info, "SMBIOS fqdd %.*s", precision(designation), designation.data());
     if (!hasThreeTokens(UTIL_SITE, tokens))
     {
-        return false;
+        return Condition::threeTokens;
     }
     const auto& [deviceType, slotType, slotNumber] = tokens.token;
     UTIL_LOG(level::info, "Device Type=%.*s", precision(deviceType), deviceType.data());
@@ -211,31 +226,28 @@ bool matchFQDD(std::string_view designation, std::string_view fqdd)
 
     if (!equalsExact(toUpperCopy(slotType), "SLOT"))
     {
-        return false;
+        return Condition::secondTokenSlot;
     }
     // Only the slot is asked for; a designation without a bay still names one.
     SlotAndBay smbios;
     parseSlotAndBay(designation, smbios);
-
     const auto fqddSlot = parseSlotNumber(UTIL_SITE, slotNumber);
     if (!fqddSlot)
     {
-        return false;
+        return Condition::slotNumberRead;
     }
-    const SlotVerdict verdict = compareSlots(smbios.slot, *fqddSlot);
+    const SlotVerdict slots = compareSlots(smbios.slot, *fqddSlot);
     UTIL_LOG(level::info, "Slot comparison: SMBIOS=%d vs FQDD=%d => %s", smbios.slot, *fqddSlot,
-             verdict.text);
-    if (!verdict.match || !containsNoCase(designation, slotType))
+             slots.text);
+    if (!slots.verdict)
     {
-        return false;
+        return slots.verdict;
     }
-    // The designation names the device, or says PCIe, which any device may be.
-    if (containsNoCase(designation, deviceType) || containsNoCase(designation, "PCIe"))
+    if (!containsNoCase(designation, slotType))
     {
-        return true;
+        return Condition::slotNamed;
     }
-    // A placeholder stands for whatever device sits in the slot.
-    return equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
+    return namesDevice(designation, deviceType) ? Condition::none : Condition::deviceNamed;
 }
 
 SlotVerdict compareSlots(int smbiosSlot, int fqddSlot)
@@ -243,16 +255,16 @@ SlotVerdict compareSlots(int smbiosSlot, int fqddSlot)
     if (smbiosSlot == -1 && fqddSlot == -1)
     {
         // The log shows that the two agree; two slots without a number are still no pair.
-        return {"MATCH", false};
+        return {"MATCH", Condition::slotNumberNamed};
     }
     if (smbiosSlot == fqddSlot)
     {
-        return {"MATCH", true};
+        return {"MATCH", Condition::none};
     }
-    return {"NO_MATCH", false};
+    return {"NO_MATCH", Condition::slotNumberEqual};
 }
 
-bool matchDiskBay(std::string_view designation, std::string_view fqdd)
+Verdict matchDiskBay(std::string_view designation, std::string_view fqdd)
 {
     SlotAndBay smbios;
     DiskBay kovd;
@@ -260,14 +272,18 @@ bool matchDiskBay(std::string_view designation, std::string_view fqdd)
     const bool fqddRead = parseDiskBayFqdd(fqdd, kovd);
     if (!designationRead || !fqddRead)
     {
-        return false;
+        return Condition::bayRead;
     }
     // A text that was found without a number behind it names nothing.
     if (smbios.slot == -1 || kovd.disk == -1 || smbios.bay == -1 || kovd.enclosure == -1)
     {
-        return false;
+        return Condition::bayNumbered;
     }
-    return smbios.slot == kovd.disk && smbios.bay == kovd.enclosure;
+    if (smbios.slot != kovd.disk)
+    {
+        return Condition::diskEqual;
+    }
+    return smbios.bay == kovd.enclosure ? Condition::none : Condition::bayEqual;
 }
 
 bool convertPath(std::string_view path, std::string& boardPath)

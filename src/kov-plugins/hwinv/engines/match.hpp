@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include "engines/verdict.hpp"
 #include "store/types.hpp"
 
 #include <string>
@@ -24,27 +25,27 @@ inline constexpr int cpuAlias = 7;      // the same
  * no match; so is any other interface type. Never throws: a property of an unexpected type or a
  * number that is out of range is logged and is no match.
  */
-bool CompareAssociationProperties(const PropertyMap& smbios, const PropertyMap& kovd,
-                                  int interfaceType);
+Verdict CompareAssociationProperties(const PropertyMap& smbios, const PropertyMap& kovd,
+                                     int interfaceType);
 
 /**
  * The slot rule: does the designation of an SMBIOS slot, such as "PCIe SLOT 3", name the slot of
  * the KOVD descriptor, such as "NIC.Slot.3-1"? Logs what it compares. Throws std::out_of_range
  * when the designation's slot number does not fit an int.
  */
-bool matchFQDD(std::string_view designation, std::string_view fqdd);
+Verdict matchFQDD(std::string_view designation, std::string_view fqdd);
 
 /**
  * The drive-bay rule: does the designation, such as "SLOT 3 BAY 1", name the bay of the KOVD
  * descriptor, such as "Disk.Bay.3:Enclosure.Internal.0-1"? Throws as matchFQDD does.
  */
-bool matchDiskBay(std::string_view designation, std::string_view fqdd);
+Verdict matchDiskBay(std::string_view designation, std::string_view fqdd);
 
 /** How two slot numbers compare (-1: none): the word for the log, and the answer. */
 struct SlotVerdict
 {
     const char* text;
-    bool match;
+    Verdict verdict;
 };
 SlotVerdict compareSlots(int smbiosSlot, int fqddSlot);
 

@@ -99,7 +99,7 @@ bool coolDown(const Site& site) EXCLUDES(recoveryMutex)
             return false;
         }
     }
-    // Not with the mutex held: whoever requests recovery must not wait for the log's reader.
+    // Not with the mutex held: a thread that requests recovery must not wait for the log's reader.
     LOG_AT(site, level::warning, "Recovery: cool-down completed");
     return true;
 }

@@ -1,7 +1,7 @@
 /*
  * Which operation an object concerns, as data: rows of (path text, interface, operation).
  *
- * The first row whose path text stands anywhere in the path decides the branch; within the branch
+ * The first row whose path text is contained in the path decides the branch; within the branch
  * the row with exactly the interface decides the operation. So an object that fits two branches
  * belongs to the first alone.
  *
@@ -29,7 +29,8 @@ struct Row
     std::string_view pathText;
     std::string_view interface;
     Operation operation;
-    std::string_view pathTextToo = {}; // must stand in the path as well; empty always does
+    std::string_view pathTextToo =
+        {}; // the path must contain it as well; any path contains an empty one
 };
 
 using InsertRow = Row<InsertOperation>;

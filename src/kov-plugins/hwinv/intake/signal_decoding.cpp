@@ -85,7 +85,7 @@ enum class AfterFailure
     nothing,
 };
 
-/** Removals go to the SMBIOS worker, whoever announces them. */
+/** Removals go to the SMBIOS worker, whichever service announces them. */
 void decodeRemoved(const Site& site, sdbusplus::message_t& message,
                    bool (*ofInterest)(std::string_view), AfterFailure afterFailure)
 {

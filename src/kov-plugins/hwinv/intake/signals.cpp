@@ -11,10 +11,10 @@
  * later matches are still being installed waits on the connection. Discovery starts at the same
  * time on the main thread; what falls between the two is brought in by the fallback resyncs.
  *
- * Nothing here blocks: no bus call once the matches stand, no lock but the short ones of a queue
- * push or a recovery request. An exception must not leave a match callback, because the binding
- * calls it from C: it would end the process. One that leaves the loop ends the thread, and nothing
- * restarts it; the matches stay, unserved.
+ * Nothing here blocks: no bus call once the matches are installed, no lock but the short ones of a
+ * queue push or a recovery request. An exception must not leave a match callback, because the
+ * binding calls it from C: it would end the process. One that leaves the loop ends the thread, and
+ * nothing restarts it; the matches stay, unserved.
  */
 #include "intake/signals.hpp"
 

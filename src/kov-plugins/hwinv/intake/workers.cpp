@@ -15,7 +15,7 @@
  * A record that changes properties carries only the changed ones; the inserts merge them.
  *
  * An error costs one record: it is logged and replaced by a request for a resync. Nothing is
- * retried here. `stop` wins over pending records: what still waits is left there.
+ * retried here. Once `stop` is set, the records that still wait stay in the queue.
  */
 #include "intake/workers.hpp"
 

@@ -10,7 +10,9 @@
  * processor. They stop at the first step that fails and then write nothing; the object and its
  * pairs are gone by then.
  *
- * Any thread; takes its own lock. None throws.
+ * Any thread; takes its own lock; runs inside a piece (store/one_piece.hpp). None throws, except
+ * std::system_error when the mutex of the recovery request fails; the worker or the discovery that
+ * called then logs it.
  */
 #pragma once
 

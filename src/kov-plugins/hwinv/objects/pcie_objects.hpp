@@ -6,7 +6,9 @@
  * associated. An object that is paired already is left as it is, whatever changed. A property of
  * an unexpected type is logged, stores nothing and requests recovery.
  *
- * Any thread; takes its own lock. None throws.
+ * Any thread; takes its own lock; runs inside a piece (store/one_piece.hpp). None throws, except
+ * std::system_error when the mutex of the recovery request fails; the worker or the discovery that
+ * called then logs it.
  */
 #pragma once
 

@@ -4,7 +4,7 @@
  *
  * Example: after add("/cpu1", "/l1"), add("/cpu1", "/l2"), add("/cpu2", "/l1") the caches of
  * "/cpu1" are "/l1", "/l2" and the processors of "/l1" are "/cpu1", "/cpu2", each in the order in
- * which it was added. An equal pair may stand more than once.
+ * which it was added. An equal pair may be there more than once.
  *
  * The class has no lock of its own; the process-wide table is `cpuCacheAssociationPairs`, guarded
  * by `cpuCacheAssociationPairsMutex`. Lock order: that mutex before the mutexes of the processor

@@ -3,8 +3,8 @@
  *
  * A piece is what an event does as a whole: look something up, search, record a pair, read the list
  * of a platform processor, change it and hand it over. No second piece begins before it has ended,
- * so what stands in the store and in the handed-over lists is always what some order of the events,
- * one after the other, would have given. The store's own mutexes protect each map or table alone
+ * so the store and the handed-over lists are always what some order of the events, one after the
+ * other, would have given. The store's own mutexes protect each map or table alone
  * and could not promise that.
  *
  * The pieces, and who takes the lock for each:

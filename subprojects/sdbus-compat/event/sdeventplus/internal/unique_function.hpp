@@ -3,7 +3,7 @@
  * Like std::function, but movable only, so that a callback may own what it needs. Calling an empty
  * one throws std::bad_function_call.
  *
- * Belongs to whoever holds it.
+ * Belongs to the thread that holds it.
  */
 #pragma once
 
