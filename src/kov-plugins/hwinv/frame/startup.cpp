@@ -1,11 +1,11 @@
 #include "frame/startup.hpp"
 
 #include "base/failure.hpp"
-#include "base/heap.hpp"
 #include "base/names.hpp"
 #include "base/sigint_block.hpp"
 #include "bus/association_writer.hpp"
 #include "bus/connection.hpp"
+#include "bus/idle_heap.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "frame/shutdown.hpp"
@@ -63,6 +63,7 @@ sdeventplus::Event attachToMainLoop(sd_bus* bus)
     auto event = sdeventplus::Event::get_default();
     checkBusResult(sd_bus_attach_event(bus, event.get(), SD_EVENT_PRIORITY_NORMAL),
                    "sd_bus_attach_event");
+    giveBackHeapWhenIdle(event.get());
     return event;
 }
 
@@ -94,7 +95,7 @@ void runStartUpPasses()
     GetAllManagedObjects();
     AssociateSMBIOSPCIESlotsObjToKOVDObjs();
     CPUAssociation();
-    giveBackFreeHeap(); // two whole inventories have passed through the heap
+    noteHeapUse(); // two whole inventories have passed through the heap
 }
 
 void startFallbackThread()
