@@ -2,6 +2,7 @@
 
 #include "demo_program.hpp"
 #include "rig/log.hpp"
+#include "sim/names.hpp"
 
 #include <gtest/gtest.h>
 
@@ -220,11 +221,27 @@ TEST(Demo, ShowsAMachineOfWhichNothingIsExpected)
     for (const char* text :
          {"FQDD Nic.Slot.8-1, slot id 8\n", "board/cpu2  Kov.Socket.2", "cache5, handle 1797\n",
           "Unpaired in SMBIOS\n\n  chassis/motherboard/pcieslot23\n",
-          "42 platform objects carry associations; what should be is not known"})
+          "42 platform objects carry associations.\n"})
     {
         EXPECT_TRUE(outcome.says(text)) << text << "\n" << outcome.output;
     }
     EXPECT_FALSE(outcome.says("expected: ")) << outcome.output;
+}
+
+TEST(Demo, ShowsWhatThisDaemonWritesAndNotWhatACaptureHeld)
+{
+    const Copy copy("edge-small");
+    copy.tamper("kovd-board.json",
+                [](Json& json)
+                {
+                    Json& fan = json["data"][0][root + "board/fan1"];
+                    fan[sim::names::associationDefinitions][sim::names::associations]["data"] = {
+                        {"chassis", "pcieslot", root + "chassis/motherboard/pcieslot2"}};
+                });
+    const Outcome outcome = runDemo("--inventory " + copy.folder());
+
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_FALSE(outcome.says("fan1")) << outcome.output;
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "report.hpp"
 #include "scene.hpp"
 #include "sim/error.hpp"
+#include "sim/names.hpp"
 #include "story.hpp"
 #include "table.hpp"
 #include "unpaired.hpp"
@@ -87,9 +88,8 @@ bool report(hwinv_demo::Scene& scene, const Show& show)
         return printVerdict(facts, *show.expected);
     }
     std::cout << "\n"
-              << facts.associations.size()
-              << " platform objects carry associations; what should be is not known, for there is "
-                 "no expected.json.\n";
+              << facts.associations.size() << " platform objects carry associations.\n"
+              << "The inventory has no expected.json, so nobody knows how many should.\n";
     return true;
 }
 
@@ -120,18 +120,33 @@ bool play(hwinv_demo::Scene& scene, const Options& options, const Show& show)
 /** Leaves all running until somebody ends it. */
 int keepRunning(hwinv_demo::Scene& scene, const hwinv_demo::Guard& guard, int status)
 {
-    std::cout << "\nAll of it keeps running. From another terminal, look around with busctl, play "
-                 "with hwinv_sim:\n\n"
+    std::cout << "\nAll of it keeps running. From another terminal, look around with busctl or\n"
+                 "play with hwinv_sim:\n\n"
               << "  export DBUS_SYSTEM_BUS_ADDRESS='" << scene.address() << "'\n"
               << "  busctl tree com.vexa.bmc.kovd\n"
               << "  " << hwinv_sim::ownFile("build/tools/hwinv_sim/hwinv_sim", "hwinv_sim")
               << " list\n\n"
               << "Ctrl-C ends it here. From there,\n"
               << "End it with: kill " << getppid() << "\n";
+    guard.stay(status); // before anybody can have read how to end it
     program::finishOutput();
-    guard.stay(status);
     hwinv_sim::serveControl(scene.address(), scene.simulator());
     return status;
+}
+
+/** A machine that is captured while a daemon runs has lists already. Here they start empty, so
+ *  that what is shown is what this daemon writes. */
+void emptyLists(sim::Objects& platform)
+{
+    namespace names = sim::names;
+    for (auto& [path, interfaces] : platform)
+    {
+        const auto definitions = interfaces.find(names::associationDefinitions);
+        if (definitions != interfaces.end())
+        {
+            definitions->second[names::associations] = sim::Value::associations({});
+        }
+    }
 }
 
 /** What is to be shown, read before anything is started. */
@@ -143,6 +158,7 @@ Show prepare(const Options& options)
         throw sim::UsageError("--live tells the story of the inventory two-socket-2u");
     }
     Show show{sim::readInventory(folder), std::nullopt};
+    emptyLists(show.inventory.kovd);
     if (std::filesystem::exists(folder / expectationFile))
     {
         show.expected = hwinv_demo::readExpectation(folder / expectationFile);
