@@ -82,12 +82,20 @@ void registerExecutor(const Site& site, sdeventplus::Event& event)
 void startEventThreads()
 {
     endProcessWithMain();
-    smbiosWorkerThread = startThread("SMBIOS worker", processSmbiosMessagesInQueue);
-    kovdWorkerThread = startThread("KOVD worker", processKovdMessagesInQueue);
+    smbiosWorkerThread = startThread(
+        {"The SMBIOS worker thread has ended: %s", "The SMBIOS worker thread has ended"},
+        processSmbiosMessagesInQueue);
+    kovdWorkerThread =
+        startThread({"The KOVD worker thread has ended: %s", "The KOVD worker thread has ended"},
+                    processKovdMessagesInQueue);
     smbiosWorkerThread.detach();
     kovdWorkerThread.detach();
-    startThread("subscription", SubscribeToEvents).detach();
-    startThread("recovery", startRecovery).detach();
+    startThread({"The subscription thread has ended: %s", "The subscription thread has ended"},
+                SubscribeToEvents)
+        .detach();
+    startThread({"The recovery thread has ended: %s", "The recovery thread has ended"},
+                startRecovery)
+        .detach();
 }
 
 void runStartUpPasses()
@@ -100,14 +108,16 @@ void runStartUpPasses()
 
 void startFallbackThread()
 {
-    startThread("fallback", startDelayedFallbackResync).detach();
+    startThread({"The fallback thread has ended: %s", "The fallback thread has ended"},
+                startDelayedFallbackResync)
+        .detach();
 }
 
-std::thread startThread(const char* name, void (*body)())
+std::thread startThread(const FailureLines& end, void (*body)())
 {
     const SigintBlock block; // a thread is born with its creator's mask
     return std::thread(
-        [name, body]
+        [end, body]
         {
             try
             {
@@ -115,9 +125,7 @@ std::thread startThread(const char* name, void (*body)())
             }
             catch (...)
             {
-                UTIL_LOG(level::error, "The %s thread has ended", name);
-                logFailure(UTIL_SITE,
-                           {"Its body threw: %s", "Its body threw no standard exception"});
+                logFailure(UTIL_SITE, end);
             }
         });
 }
