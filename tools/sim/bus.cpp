@@ -66,7 +66,7 @@ std::string socketIn(const std::string& folder)
 }
 
 /** The limits are those of a session bus, raised so that no storm or backlog of ours meets one. */
-std::string configuration(const std::string& folder)
+std::string configuration(const std::string& folder, unsigned matchRules)
 {
     return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -88,7 +88,8 @@ std::string configuration(const std::string& folder)
   <limit name="max_incomplete_connections">10000</limit>
   <limit name="max_connections_per_user">100000</limit>
   <limit name="max_names_per_connection">50000</limit>
-  <limit name="max_match_rules_per_connection">50000</limit>
+  <limit name="max_match_rules_per_connection">)" +
+           std::to_string(matchRules) + R"(</limit>
   <limit name="max_replies_per_connection">500000</limit>
 </busconfig>
 )";
@@ -206,14 +207,15 @@ std::string makeTemporaryFolder()
     return name;
 }
 
-PrivateBus::PrivateBus() : folder_(makeTemporaryFolder()), ownsFolder_(true)
+PrivateBus::PrivateBus(unsigned matchRulesPerConnection)
+    : folder_(makeTemporaryFolder()), ownsFolder_(true)
 {
-    startOrCleanUp();
+    startOrCleanUp(matchRulesPerConnection);
 }
 
 PrivateBus::PrivateBus(std::string folder) : folder_(std::move(folder))
 {
-    startOrCleanUp();
+    startOrCleanUp(manyMatchRules);
 }
 
 PrivateBus::~PrivateBus()
@@ -221,11 +223,11 @@ PrivateBus::~PrivateBus()
     cleanUp();
 }
 
-void PrivateBus::startOrCleanUp()
+void PrivateBus::startOrCleanUp(unsigned matchRules)
 {
     try
     {
-        start();
+        start(matchRulesPerConnection);
     }
     catch (...)
     {
@@ -244,11 +246,11 @@ void PrivateBus::cleanUp()
     }
 }
 
-void PrivateBus::start()
+void PrivateBus::start(unsigned matchRules)
 {
     const std::string file = folder_ + "/bus.conf";
     std::ofstream config(file);
-    config << configuration(folder_);
+    config << configuration(folder_, matchRules);
     config.close();
     if (!config)
     {

@@ -25,8 +25,12 @@ std::string makeTemporaryFolder();
 class PrivateBus
 {
   public:
-    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. */
-    PrivateBus();
+    /** More than anybody asks for. */
+    static constexpr unsigned manyMatchRules = 50000;
+
+    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. A
+     *  connection is allowed so many match rules; the bus refuses more. */
+    explicit PrivateBus(unsigned matchRulesPerConnection = manyMatchRules);
 
     /** The same in a folder that stays when the bus goes. */
     explicit PrivateBus(std::string folder);
@@ -49,8 +53,8 @@ class PrivateBus
     void kill();
 
   private:
-    void startOrCleanUp();
-    void start();
+    void startOrCleanUp(unsigned matchRules);
+    void start(unsigned matchRules);
     void startDaemon(const std::string& configArgument);
     void startBroker(const std::string& configArgument);
     void cleanUp();
