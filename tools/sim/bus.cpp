@@ -227,7 +227,7 @@ void PrivateBus::startOrCleanUp(unsigned matchRules)
 {
     try
     {
-        start(matchRulesPerConnection);
+        start(matchRules);
     }
     catch (...)
     {
