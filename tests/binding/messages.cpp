@@ -31,6 +31,30 @@ sdbusplus::message_t SilentConnection::draft()
     return sdbusplus::message_t(m, std::false_type());
 }
 
+sdbusplus::message_t SilentConnection::methodCall()
+{
+    sd_bus_message* m = nullptr;
+    require(
+        sd_bus_message_new_method_call(bus_, &m, "test.Service", "/test", "test.Interface", "Ask"));
+    return sealed(sdbusplus::message_t(m, std::false_type()));
+}
+
+sdbusplus::message_t SilentConnection::reply()
+{
+    auto call = methodCall();
+    sd_bus_message* m = nullptr;
+    require(sd_bus_message_new_method_return(call.get(), &m));
+    return sealed(sdbusplus::message_t(m, std::false_type()));
+}
+
+sdbusplus::message_t SilentConnection::error()
+{
+    auto call = methodCall();
+    sd_bus_message* m = nullptr;
+    require(sd_bus_message_new_method_errorf(call.get(), &m, "test.Error", "refused"));
+    return sealed(sdbusplus::message_t(m, std::false_type()));
+}
+
 sdbusplus::message_t SilentConnection::sealed(sdbusplus::message_t m)
 {
     require(sd_bus_message_seal(m.get(), 1, 0));

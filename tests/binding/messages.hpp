@@ -31,11 +31,16 @@ class SilentConnection
         return sealed(std::move(m));
     }
 
+    // The two answers to a call, ready to be read: nothing, and the error test.Error.
+    sdbusplus::message_t reply();
+    sdbusplus::message_t error();
+
     // Ends the writing of the message and puts the read position at its begin.
     static sdbusplus::message_t sealed(sdbusplus::message_t m);
 
   private:
     static void require(int result);
+    sdbusplus::message_t methodCall();
 
     sd_bus* bus_ = nullptr;
     int other_end_ = -1;

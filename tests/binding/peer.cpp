@@ -24,13 +24,6 @@ int emit(sd_bus* bus, const char* text)
     return sd_bus_emit_signal(bus, "/peer", "test.Peer", "Emitted", "s", text);
 }
 
-int emitAnswer(sd_bus_message* m, void*, sd_bus_error*)
-{
-    const bool failed = sd_bus_message_is_method_error(m, nullptr) != 0;
-    return emit(sd_bus_message_get_bus(m),
-                failed ? sd_bus_message_get_error(m)->name : sd_bus_message_get_signature(m, 1));
-}
-
 int echo(sd_bus_message* m)
 {
     const char* text = nullptr;
@@ -43,16 +36,6 @@ int emitText(sd_bus_message* m)
     const char* text = nullptr;
     sd_bus_message_read_basic(m, 's', &text);
     emit(sd_bus_message_get_bus(m), text);
-    return sd_bus_reply_method_return(m, "");
-}
-
-int askObjects(sd_bus_message* m)
-{
-    const char* path = nullptr;
-    sd_bus_message_read_basic(m, 'o', &path);
-    sd_bus_call_method_async(sd_bus_message_get_bus(m), nullptr, clientName, path,
-                             "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", emitAnswer,
-                             nullptr, "");
     return sd_bus_reply_method_return(m, "");
 }
 
@@ -97,10 +80,6 @@ int answer(sd_bus_message* m, void*, sd_bus_error*)
     if (method == "Emit")
     {
         return emitText(m);
-    }
-    if (method == "AskObjects")
-    {
-        return askObjects(m);
     }
     return 1; // Ignore: handled, without an answer
 }

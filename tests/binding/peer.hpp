@@ -3,11 +3,11 @@
  * connection comes up without a bus.
  *
  * As the bus it gives the name ":1.7" and accepts every match rule but one with the path /refused.
- * As the object it has the methods Echo(s) -> s        answers the text, Refuse() answers the error
- * test.Error.Refused, "not today", Ignore()            answers never, Emit(s)             sends the
- * signal test.Peer.Emitted(s), then answers, AskObjects(o)       answers, calls GetManagedObjects
- * at the path on the client, and sends the signature of the reply, or the name of the error, as
- * Emitted(s).
+ * As the object it has the methods
+ *   Echo(s) -> s  answers the text,
+ *   Refuse()      answers the error test.Error.Refused, "not today",
+ *   Ignore()      answers never,
+ *   Emit(s)       sends the signal test.Peer.Emitted(s), then answers.
  *
  * Made and destroyed by the main thread; its own thread ends when the client's end is closed.
  */

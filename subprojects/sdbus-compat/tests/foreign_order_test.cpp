@@ -118,7 +118,7 @@ TEST(ForeignOrder, NumbersAndArraysAreTurned)
     body.number(uint32_t{2}).number(uint8_t{5}).number(uint8_t{6});
 
     auto m = received("uaqay", body.text);
-    ASSERT_TRUE(m);
+    ASSERT_NE(m.get(), nullptr);
     uint32_t number = 0;
     std::vector<uint16_t> pairs;
     std::vector<uint8_t> bytes;
@@ -134,7 +134,7 @@ TEST(ForeignOrder, ArrayInsideAVariant)
     body.signature("au").number(uint32_t{4}).number(uint32_t{7});
 
     auto m = received("v", body.text);
-    ASSERT_TRUE(m);
+    ASSERT_NE(m.get(), nullptr);
     std::variant<std::string, std::vector<uint32_t>> value;
     m.read(value);
     EXPECT_EQ(value, (std::variant<std::string, std::vector<uint32_t>>(std::vector<uint32_t>{7})));

@@ -5,6 +5,7 @@
 
 #include <sdbusplus/exception.hpp>
 
+#include <array>
 #include <stdexcept>
 
 namespace
@@ -289,12 +290,12 @@ TEST_P(BothDecoders, giveUpOnAChangeWhoseBodyCannotBeRead)
 
 TEST_P(BothDecoders, giveUpOnWhateverElseIsThrown)
 {
-    const std::vector<sdbusplus::message_t> messages{
+    std::array messages{
         addedMessage(decoder.path, "any.Other"),
         removedMessage(decoder.path, {"any.Other"}),
         changedMessage(decoder.path, decoder.interface),
     };
-    for (auto message : messages)
+    for (auto& message : messages)
     {
         recorded_log::clear();
         faultyReads.readBasic = [](char, void*) -> std::optional<int>

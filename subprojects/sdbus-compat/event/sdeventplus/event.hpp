@@ -8,13 +8,12 @@
 #pragma once
 
 #include <sdeventplus/exception.hpp>
-#include <sdeventplus/internal/reference.hpp>
-#include <sdeventplus/types.hpp>
 #include <systemd/sd-event.h>
 
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <type_traits>
 
 namespace sdeventplus
 {
@@ -22,23 +21,14 @@ namespace sdeventplus
 class Event
 {
   public:
-    using Timeout = SdEventDuration;
+    using Timeout = std::chrono::duration<std::uint64_t, std::micro>;
     using MaybeTimeout = std::optional<Timeout>;
-
-    /// Adds a reference.
-    Event(sd_event* event) : Event(sd_event_ref(event), std::false_type()) {}
-
-    /// Takes the reference over.
-    Event(sd_event* event, std::false_type) : event_(event) {}
-
-    /// Lends: see internal/reference.hpp.
-    Event(const Event& lender, internal::NoOwn) : event_(lender.event_, internal::NoOwn()) {}
 
     static Event get_new()
     {
         sd_event* event = nullptr;
         internal::check(sd_event_new(&event), "sd_event_new");
-        return Event(event, std::false_type());
+        return Event(event);
     }
 
     /// The thread's own loop, made at the first call.
@@ -46,7 +36,7 @@ class Event
     {
         sd_event* event = nullptr;
         internal::check(sd_event_default(&event), "sd_event_default");
-        return Event(event, std::false_type());
+        return Event(event);
     }
 
     sd_event* get() const
@@ -62,26 +52,17 @@ class Event
                                "sd_event_run");
     }
 
-    /// Handles events until somebody calls exit; returns the code given there.
+    /// Handles events until the loop is told to exit; returns the code given there.
     int loop() const
     {
         return internal::check(sd_event_loop(get()), "sd_event_loop");
     }
 
-    void exit(int code) const
-    {
-        internal::check(sd_event_exit(get(), code), "sd_event_exit");
-    }
-
-    int get_exit_code() const
-    {
-        int code = 0;
-        internal::check(sd_event_get_exit_code(get(), &code), "sd_event_get_exit_code");
-        return code;
-    }
-
   private:
-    internal::Reference<sd_event, sd_event_ref, sd_event_unref> event_;
+    /// Takes the reference over.
+    explicit Event(sd_event* event) : event_(event, sd_event_unref) {}
+
+    std::shared_ptr<sd_event> event_;
 };
 
 } // namespace sdeventplus

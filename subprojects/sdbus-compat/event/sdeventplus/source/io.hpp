@@ -1,20 +1,25 @@
 /* Events on a file descriptor.
  *
- * The callback runs in the event loop for every event in the mask (epoll bits) until the last
- * handle is gone or the source is switched off. The descriptor stays its owner's. An exception out
- * of the callback becomes a line on standard error; the source goes on.
+ * The callback runs in the event loop for every event in the mask (epoll bits) until the object is
+ * destroyed. The descriptor stays its owner's. A descriptor that cannot be watched throws
+ * SdEventError. An exception out of the callback becomes a line on standard error; the source goes
+ * on.
+ *
+ * The callback may destroy the object. It lives in a block of data that sd-event destroys together
+ * with the source, and sd-event keeps a source until its callback has returned.
  *
  * Belongs to the thread of the event loop.
  */
 #pragma once
 
-#include <sdeventplus/internal/unique_function.hpp>
-#include <sdeventplus/source/base.hpp>
+#include <sdeventplus/event.hpp>
 #include <systemd/sd-event.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <functional>
 #include <memory>
-#include <type_traits>
 #include <utility>
 
 namespace sdeventplus
@@ -22,87 +27,72 @@ namespace sdeventplus
 namespace source
 {
 
-class IO : public Base
+class IO
 {
   public:
-    using Callback = internal::UniqueFunction<void(IO&, int fd, std::uint32_t revents)>;
+    using Callback = std::function<void(IO&, int fd, std::uint32_t revents)>;
 
-    IO(const Event& event, int fd, std::uint32_t events, Callback&& callback);
-
-    void set_callback(Callback&& callback);
-
-    int get_fd() const
+    IO(const Event& event, int fd, std::uint32_t events, Callback&& callback)
+        : event_(event), source_(add(event, fd, events), sd_event_source_unref)
     {
-        return internal::check(sd_event_source_get_io_fd(get()), "sd_event_source_get_io_fd");
+        auto data = std::make_unique<Data>(Data{*this, std::move(callback)});
+        internal::check(sd_event_source_set_destroy_callback(source_.get(), destroy),
+                        "sd_event_source_set_destroy_callback");
+        sd_event_source_set_userdata(source_.get(), data.release());
     }
 
-    void set_fd(int fd) const
-    {
-        internal::check(sd_event_source_set_io_fd(get(), fd), "sd_event_source_set_io_fd");
-    }
+    IO(const IO&) = delete;
+    IO& operator=(const IO&) = delete;
 
-    std::uint32_t get_events() const
+    const Event& get_event() const
     {
-        std::uint32_t events = 0;
-        internal::check(sd_event_source_get_io_events(get(), &events),
-                        "sd_event_source_get_io_events");
-        return events;
-    }
-
-    void set_events(std::uint32_t events) const
-    {
-        internal::check(sd_event_source_set_io_events(get(), events),
-                        "sd_event_source_set_io_events");
-    }
-
-    std::uint32_t get_revents() const
-    {
-        std::uint32_t revents = 0;
-        internal::check(sd_event_source_get_io_revents(get(), &revents),
-                        "sd_event_source_get_io_revents");
-        return revents;
+        return event_;
     }
 
   private:
-    /// What the source owns: the handle that its callback gets, lent, and the callback.
-    struct Data;
+    /// What sd-event hands to the callback and destroys together with the source.
+    struct Data
+    {
+        IO& io;
+        Callback callback;
+    };
 
-    IO(const IO& lender, internal::NoOwn) : Base(lender, internal::NoOwn()) {}
+    static sd_event_source* add(const Event& event, int fd, std::uint32_t events)
+    {
+        sd_event_source* source = nullptr;
+        internal::check(sd_event_add_io(event.get(), &source, fd, events, dispatch, nullptr),
+                        "sd_event_add_io");
+        return source;
+    }
 
-    static sd_event_source* add(const Event& event, int fd, std::uint32_t events);
-    static int dispatch(sd_event_source* source, int fd, std::uint32_t revents, void* userdata);
+    static void destroy(void* data)
+    {
+        delete static_cast<Data*>(data);
+    }
+
+    /// Nothing may be thrown through C code, and an error of one callback is no reason to end the
+    /// loop.
+    static int dispatch(sd_event_source*, int fd, std::uint32_t revents, void* userdata) noexcept
+    {
+        auto& data = *static_cast<Data*>(userdata);
+        try
+        {
+            data.callback(data.io, fd, revents);
+        }
+        catch (const std::exception& e)
+        {
+            std::fprintf(stderr, "sdeventplus: ioCallback: %s\n", e.what());
+        }
+        catch (...)
+        {
+            std::fprintf(stderr, "sdeventplus: ioCallback: Unknown error\n");
+        }
+        return 0;
+    }
+
+    Event event_;
+    std::unique_ptr<sd_event_source, decltype(&sd_event_source_unref)> source_;
 };
-
-struct IO::Data
-{
-    IO io;
-    Callback callback;
-};
-
-inline IO::IO(const Event& event, int fd, std::uint32_t events, Callback&& callback)
-    : Base(event, add(event, fd, events), std::false_type())
-{
-    own(std::make_unique<Data>(Data{IO(*this, internal::NoOwn()), std::move(callback)}));
-}
-
-inline void IO::set_callback(Callback&& callback)
-{
-    owned<Data>().callback = std::move(callback);
-}
-
-inline sd_event_source* IO::add(const Event& event, int fd, std::uint32_t events)
-{
-    sd_event_source* source = nullptr;
-    internal::check(sd_event_add_io(event.get(), &source, fd, events, dispatch, nullptr),
-                    "sd_event_add_io");
-    return source;
-}
-
-inline int IO::dispatch(sd_event_source*, int fd, std::uint32_t revents, void* userdata)
-{
-    auto& data = *static_cast<Data*>(userdata);
-    return run_callback("ioCallback", [&] { data.callback(data.io, fd, revents); });
-}
 
 } // namespace source
 } // namespace sdeventplus
