@@ -1,91 +1,21 @@
-// The demo as a person runs it: what it prints, and above all how it ends.
+// The demo as a person runs it: what it prints, and with which status it ends.
 
-#include "kit/bus_test.hpp"
-#include "sim/value.hpp"
+#include "demo_program.hpp"
+#include "rig/log.hpp"
+#include "sim/names.hpp"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
+#include <algorithm>
 #include <fstream>
-#include <functional>
-#include <sys/wait.h>
-#include <thread>
+#include <sstream>
 
 namespace
 {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
+using namespace demo;
 using sim::Json;
-
-struct Outcome
-{
-    int status = -1;
-    std::string output;
-
-    bool says(const std::string& text) const
-    {
-        return output.find(text) != std::string::npos;
-    }
-};
-
-/** Runs the demo and reads all that it prints. */
-Outcome runDemo(const std::string& arguments)
-{
-    const std::string command = std::string(DEMO) + " " + arguments + " 2>&1";
-    Outcome outcome;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-    {
-        return outcome;
-    }
-    std::array<char, 4096> buffer;
-    while (const std::size_t got = fread(buffer.data(), 1, buffer.size(), pipe))
-    {
-        outcome.output.append(buffer.data(), got);
-    }
-    const int status = pclose(pipe);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
-}
-
-/** A copy of an inventory that a test may tamper with. */
-class Copy
-{
-  public:
-    explicit Copy(const std::string& name)
-    {
-        std::string folder = (fs::temp_directory_path() / "demo-test-XXXXXX").string();
-        folder_ = mkdtemp(folder.data());
-        fs::copy(fs::path(INVENTORIES) / name, folder_, fs::copy_options::recursive);
-    }
-    ~Copy()
-    {
-        fs::remove_all(folder_);
-    }
-    Copy(const Copy&) = delete;
-    Copy& operator=(const Copy&) = delete;
-
-    void tamper(const std::string& file, const std::function<void(Json&)>& change) const
-    {
-        std::ifstream in(folder_ / file);
-        Json json = Json::parse(in);
-        change(json);
-        std::ofstream(folder_ / file) << json;
-    }
-
-    std::string folder() const
-    {
-        return folder_.string();
-    }
-
-  private:
-    fs::path folder_;
-};
 
 /** The inventory is not as expected, and the demo says why. */
 void expectFailure(const Copy& copy, const std::string& reason)
@@ -100,7 +30,8 @@ const std::string root = "/xyz/openbmc_project/inventory/system/";
 
 TEST(Demo, ShowsEachInventory)
 {
-    for (const char* name : {"two-socket-2u", "edge-small", "awkward"})
+    for (const char* name :
+         {"two-socket-2u", "edge-small", "storage-24", "multi-segment", "awkward"})
     {
         const Outcome outcome = runDemo(std::string("--inventory ") + name);
         EXPECT_EQ(outcome.status, 0) << outcome.output;
@@ -171,11 +102,43 @@ TEST(Demo, FailsWhenAnObjectHasAPartnerUnexpectedly)
 TEST(Demo, FailsOnWhatItCannotRead)
 {
     const Copy copy("edge-small");
-    fs::remove(fs::path(copy.folder()) / "expected.json");
+    copy.tamper("expected.json", [](Json& json) { json.erase("pcie"); });
+    const Outcome lacking = runDemo("--inventory " + copy.folder());
+    EXPECT_EQ(lacking.status, 1);
+    EXPECT_TRUE(lacking.says("hwinv_demo: " + copy.folder() + "/expected.json: "))
+        << lacking.output;
+    EXPECT_FALSE(lacking.says("json.exception")) << lacking.output;
 
+    fs::remove(fs::path(copy.folder()) / "smbios.json");
     EXPECT_EQ(runDemo("--inventory " + copy.folder()).status, 1);
-    EXPECT_EQ(runDemo("--inventory nosuch").status, 1);
-    EXPECT_NE(runDemo("--nosuch").status, 0);
+}
+
+TEST(Demo, RefusesAWrongCommandLine)
+{
+    for (const char* arguments :
+         {"--inventory nosuch", "--nosuch", "--late nosuch", "--live --inventory edge-small"})
+    {
+        const Outcome outcome = runDemo(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments << outcome.output;
+        EXPECT_TRUE(outcome.output.starts_with("hwinv_demo: ")) << arguments << outcome.output;
+    }
+}
+
+TEST(Demo, SaysItsVersion)
+{
+    const Outcome outcome = runDemo("--version");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "hwinv_demo " PROJECT_VERSION "\n");
+}
+
+TEST(Demo, FailsWhenItsOutputCannotBeWritten)
+{
+    for (const char* arguments : {"", "--help", "--keep"})
+    {
+        const Outcome outcome = runDemo(std::string(arguments) + " >/dev/full");
+        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_EQ(outcome.output, "hwinv_demo: standard output cannot be written\n") << arguments;
+    }
 }
 
 TEST(Demo, FailsWithoutADaemon)
@@ -193,7 +156,6 @@ TEST(Demo, TellsItsStory)
     EXPECT_EQ(outcome.status, 0) << outcome.output;
     EXPECT_TRUE(outcome.says("The story went as told.")) << outcome.output;
     EXPECT_TRUE(outcome.says("board/pcie_slot_01: nothing")) << outcome.output;
-    EXPECT_EQ(runDemo("--live --inventory edge-small").status, 1);
 }
 
 TEST(Demo, ShowsALateService)
@@ -219,62 +181,67 @@ TEST(Demo, KeepsTheDaemonsLogOnRequest)
     EXPECT_EQ(rig::parseLogLine(first).text, "starting new process");
 }
 
-/** The rest of the line behind `label`. */
-std::string behind(const std::string& output, const std::string& label)
+/** The longest line, in characters. */
+std::size_t widthOf(const std::string& output)
 {
-    const std::size_t start = output.find(label);
-    if (start == std::string::npos)
+    std::istringstream lines(output);
+    std::size_t width = 0;
+    for (std::string line; std::getline(lines, line);)
     {
-        return "";
+        width = std::max(width, line.find_last_not_of('\r') + 1);
     }
-    const std::size_t begin = start + label.size();
-    return output.substr(begin, output.find('\n', begin) - begin);
+    return width;
 }
 
-/** Waits until nobody can connect to a bus any more; false when the time runs out. */
-bool waitUntilGone(const std::string& address)
+TEST(Demo, FillsATerminalAndNoMore)
 {
-    const auto deadline = sim::Clock::now() + kit::patience;
-    while (sim::Clock::now() < deadline)
+    for (const unsigned columns : {80U, 120U})
     {
-        try
-        {
-            rig::Observer observer(address);
-            observer.ownerOf(rig::daemonName);
-        }
-        catch (const sim::BusError&)
-        {
-            return true;
-        }
-        std::this_thread::sleep_for(2ms); // nobody tells when a socket has gone
+        RunningDemo demo("", RunningDemo::Terminal{static_cast<unsigned short>(columns)});
+        const std::string output = demo.rest();
+        EXPECT_EQ(demo.waitForEnd(), W_EXITCODE(0, 0)) << output;
+        EXPECT_LE(widthOf(output), columns) << output;
+        EXPECT_GT(widthOf(output), columns - 10) << output;
+        EXPECT_NE(output.find("NVMe"), std::string::npos) << output;
     }
-    return false;
 }
 
-TEST(Demo, LeavesEverythingRunningUntilItIsEnded)
+TEST(Demo, CutsNothingWhenItIsPiped)
 {
-    const Outcome outcome = runDemo("--keep --inventory edge-small");
-    ASSERT_EQ(outcome.status, 0) << outcome.output;
-    const std::string address = behind(outcome.output, "export DBUS_SYSTEM_BUS_ADDRESS=");
-    const pid_t keeper = std::stoi(behind(outcome.output, "End it with: kill "));
-    {
-        rig::Observer observer(address);
-        EXPECT_NO_THROW(observer.ping(rig::daemonName));
-        EXPECT_EQ(observer.allAssociations().size(), 9u);
-    }
-    ASSERT_EQ(kill(keeper, SIGTERM), 0);
-
-    EXPECT_TRUE(waitUntilGone(address));
+    EXPECT_GT(widthOf(runDemo("").output), 120U);
 }
 
-TEST(Demo, LeavesEverythingRunningForALookAtAFailureToo)
+TEST(Demo, ShowsAMachineOfWhichNothingIsExpected)
+{
+    const Copy copy("two-socket-2u");
+    fs::remove(fs::path(copy.folder()) / "expected.json");
+    const Outcome outcome = runDemo("--inventory " + copy.folder());
+
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    for (const char* text :
+         {"FQDD Nic.Slot.8-1, slot id 8\n", "board/cpu2  Kov.Socket.2", "cache5, handle 1797\n",
+          "Unpaired in SMBIOS\n\n  chassis/motherboard/pcieslot23\n",
+          "42 platform objects carry associations.\n"})
+    {
+        EXPECT_TRUE(outcome.says(text)) << text << "\n" << outcome.output;
+    }
+    EXPECT_FALSE(outcome.says("expected: ")) << outcome.output;
+}
+
+TEST(Demo, ShowsWhatThisDaemonWritesAndNotWhatACaptureHeld)
 {
     const Copy copy("edge-small");
-    copy.tamper("expected.json", [](Json& json) { json["processors"].clear(); });
-    const Outcome outcome = runDemo("--keep --inventory " + copy.folder());
+    copy.tamper("kovd-board.json",
+                [](Json& json)
+                {
+                    Json& fan = json["data"][0][root + "board/fan1"];
+                    fan[sim::names::associationDefinitions][sim::names::associations]["data"] = {
+                        {"chassis", "pcieslot", root + "chassis/motherboard/pcieslot2"}};
+                });
+    const Outcome outcome = runDemo("--inventory " + copy.folder());
 
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(kill(std::stoi(behind(outcome.output, "End it with: kill ")), SIGTERM), 0);
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_FALSE(outcome.says("fan1")) << outcome.output;
 }
 
 } // namespace

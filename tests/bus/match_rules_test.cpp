@@ -119,6 +119,29 @@ TEST_F(MatchRules, AreEightInTheirOrder)
                      "interface='org.freedesktop.DBus.ObjectManager',"}));
 }
 
+// ---- a bus that refuses some of them ----
+
+class FewMatchRules : public kit::BusTest
+{
+  protected:
+    FewMatchRules() : BusTest(3) {}
+};
+
+TEST_F(FewMatchRules, AreReportedOnceAndLeaveTheStartUpPassesAtWork)
+{
+    publish(sim::makeInventory(2));
+    startDaemon();
+
+    EXPECT_TRUE(waitForLine("SubscribeToEvents",
+                            "exception: sd_bus_match: org.freedesktop.DBus.Error.LimitsExceeded: "
+                            "No buffer space available"));
+    for (const auto& [path, list] : kit::listsOf(2))
+    {
+        EXPECT_TRUE(waitForList(path, list));
+    }
+    EXPECT_EQ(logged("SubscribeToEvents").size(), 1u);
+}
+
 // ---- what they let through ----
 
 TEST_F(MatchRules, LetEachManagersSignalsThroughOnce)

@@ -1,5 +1,5 @@
 /*
- * The platform's inventory daemon at the other end of a connection, with no bus between: a thread
+ * The platform daemon at the other end of a connection, with no bus between: a thread
  * that keeps every call it gets and answers it, well or with an error.
  *
  * The connection is to be used by one thread; calls() may be read by any thread.

@@ -66,7 +66,7 @@ def bare_root(folder, cache):
 def files_of(root):
     """All paths below a root that an installation could have left there."""
     changing = ("proc", "sys", "dev", "run", "tmp", "var/cache", "var/log", "var/lib/dpkg",
-                "var/lib/apt", "var/lib/systemd", "root")
+                "var/lib/apt", "var/lib/systemd", "var/tmp", "root")
     found = set()
     for place, folders, files in os.walk(root):
         inside = os.path.relpath(place, root)

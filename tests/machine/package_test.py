@@ -185,7 +185,7 @@ class Package(unittest.TestCase):
         owner_of = os.stat(f"/proc/{self.box.leader}/root/proc/{self.pid()}").st_uid
         self.assertNotEqual(owner_of, 0)
         self.wait_until_paired()
-        self.box.run("systemd-analyze", "verify", f"/lib/systemd/system/{UNIT}")
+        self.box.run("systemd-analyze", "verify", "--man=no", f"/lib/systemd/system/{UNIT}")
 
     def test_3_log_is_in_the_journal(self):
         lines = self.box.run("journalctl", "--no-pager", "-o", "cat", "-u", UNIT, "DLOG_LEVEL=1")
@@ -193,7 +193,7 @@ class Package(unittest.TestCase):
 
     def test_3_comes_back_after_a_kill(self):
         former = self.pid()
-        self.box.run("kill", "-KILL", str(former))
+        self.box.run("systemctl", "kill", "--signal=KILL", UNIT)
         took = self.wait_until_running(former)
         print(f"\nback after a kill: {took:.2f} s")
         self.assertLess(took, BACK_WITHIN)
@@ -213,8 +213,10 @@ class Package(unittest.TestCase):
         aside = policy.with_suffix(".aside")
         policy.rename(aside)
         self.box.run("systemctl", "reload", "dbus.service")
-        refused = self.box.run("systemctl", "restart", UNIT, check=False)
-        self.assertNotEqual(refused.returncode, 0)
+        # An end with status 0 passes for a good start; that it is tried again is what counts.
+        self.box.run("systemctl", "restart", UNIT)
+        machine.wait_for(lambda: self.box.property(UNIT, "SubState") == "auto-restart", PATIENCE,
+                         "the first failed start")
         self.assertEqual(self.box.property(UNIT, "ExecMainStatus"), "0")
         wanted = int(self.box.property(UNIT, "NRestarts")) + 3
         machine.wait_for(lambda: int(self.box.property(UNIT, "NRestarts")) >= wanted, PATIENCE,

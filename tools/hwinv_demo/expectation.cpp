@@ -1,8 +1,7 @@
 #include "expectation.hpp"
 
-#include "sim/error.hpp"
+#include "sim/document.hpp"
 
-#include <fstream>
 #include <vector>
 
 namespace hwinv_demo
@@ -24,18 +23,13 @@ std::string describe(const sim::Associations& list)
 Expectation readExpectation(const std::filesystem::path& file)
 try
 {
-    std::ifstream stream(file);
-    if (!stream)
-    {
-        throw sim::Error(file.string() + ": cannot be read");
-    }
-    const sim::Json json = sim::Json::parse(stream);
+    const sim::Json json = sim::parseDocument(sim::readFile(file), file.string());
     return {json.at("pcie").get<Lists>(), json.at("processors").get<Lists>(),
             json.at("unpairedPlatform").get<Reasons>(), json.at("unpairedSmbios").get<Reasons>()};
 }
 catch (const sim::Json::exception& e)
 {
-    throw sim::Error(file.string() + ": " + e.what());
+    throw sim::Error(file.string() + ": " + sim::reasonOf(e));
 }
 
 std::vector<std::string> differences(const Expectation& expected, const Lists& onTheBus)

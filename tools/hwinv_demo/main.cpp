@@ -1,23 +1,31 @@
 #include "../hwinv_sim/inventory_folder.hpp"
 #include "../hwinv_sim/own_file.hpp"
 #include "../hwinv_sim/serve.hpp"
-#include "background.hpp"
 #include "expectation.hpp"
+#include "guard.hpp"
+#include "program/program.hpp"
 #include "report.hpp"
 #include "scene.hpp"
 #include "sim/error.hpp"
+#include "sim/names.hpp"
 #include "story.hpp"
+#include "table.hpp"
 #include "unpaired.hpp"
 
 #include <CLI/CLI.hpp>
 
-#include <exception>
+#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace
 {
+
+constexpr const char* name = "hwinv_demo";
+constexpr const char* expectationFile = "expected.json";
 
 struct Options
 {
@@ -27,6 +35,14 @@ struct Options
     std::string late;
     bool live = false;
     bool keep = false;
+};
+
+struct Show
+{
+    sim::InventoryCapture inventory;
+
+    /** A machine that somebody captured has none. */
+    std::optional<hwinv_demo::Expectation> expected;
 };
 
 /** All that is on the bus and not expected, or the other way round. */
@@ -44,11 +60,9 @@ std::vector<std::string> allDifferences(const hwinv_demo::Expectation& expected,
     return lines;
 }
 
-/** Prints what is on the bus and compares it with what is expected; true when they agree. */
-bool report(hwinv_demo::Scene& scene, const hwinv_demo::Expectation& expected)
+/** Prints what is not as expected; true when there is nothing of the kind. */
+bool printVerdict(const hwinv_demo::Facts& facts, const hwinv_demo::Expectation& expected)
 {
-    const auto facts = hwinv_demo::readFacts(scene.observer());
-    hwinv_demo::printReport(std::cout, facts, expected);
     const auto wrong = allDifferences(expected, facts);
     for (const std::string& line : wrong)
     {
@@ -62,7 +76,24 @@ bool report(hwinv_demo::Scene& scene, const hwinv_demo::Expectation& expected)
     return wrong.empty();
 }
 
-bool show(hwinv_demo::Scene& scene, const Options& options, const hwinv_demo::Expectation& expected)
+/** Prints what is on the bus; false when it is not what the inventory expects. */
+bool report(hwinv_demo::Scene& scene, const Show& show)
+{
+    const auto facts = hwinv_demo::readFacts(scene.observer());
+    const std::size_t columns = hwinv_demo::terminalColumns(STDOUT_FILENO);
+    hwinv_demo::printReport(std::cout, facts, show.expected.value_or(hwinv_demo::Expectation()),
+                            columns);
+    if (show.expected)
+    {
+        return printVerdict(facts, *show.expected);
+    }
+    std::cout << "\n"
+              << facts.associations.size() << " platform objects carry associations.\n"
+              << "The inventory has no expected.json, so nobody knows how many should.\n";
+    return true;
+}
+
+bool play(hwinv_demo::Scene& scene, const Options& options, const Show& show)
 {
     if (options.late.empty())
     {
@@ -75,76 +106,97 @@ bool show(hwinv_demo::Scene& scene, const Options& options, const hwinv_demo::Ex
     {
         hwinv_demo::startLate(scene, options.late, std::cout);
     }
-    bool good = report(scene, expected);
+    bool good = report(scene, show);
     if (options.live)
     {
-        const int failed = hwinv_demo::playStory(scene, std::cout);
-        std::cout << "\n"
-                  << (failed == 0 ? "The story went as told.\n" : "The story went WRONG.\n");
-        good = good && failed == 0;
+        const int wrong = hwinv_demo::playStory(scene, std::cout);
+        std::cout << "\n" << (wrong == 0 ? "The story went as told.\n" : "The story went WRONG.\n");
+        good = good && wrong == 0;
     }
-    std::cout << std::flush;
+    program::finishOutput();
     return good;
 }
 
-/** Leaves all running until somebody ends this process. */
-int keepRunning(hwinv_demo::Scene& scene, hwinv_demo::Background& background, int status)
+/** Leaves all running until somebody ends it. */
+int keepRunning(hwinv_demo::Scene& scene, const hwinv_demo::Guard& guard, int status)
 {
-    std::cout << "\nAll of it keeps running. Look around with busctl, play with hwinv_sim:\n\n"
-              << "  export DBUS_SYSTEM_BUS_ADDRESS=" << scene.address() << "\n"
+    std::cout << "\nAll of it keeps running. From another terminal, look around with busctl or\n"
+                 "play with hwinv_sim:\n\n"
+              << "  export DBUS_SYSTEM_BUS_ADDRESS='" << scene.address() << "'\n"
               << "  busctl tree com.vexa.bmc.kovd\n"
               << "  " << hwinv_sim::ownFile("build/tools/hwinv_sim/hwinv_sim", "hwinv_sim")
               << " list\n\n"
-              << "End it with: kill " << getpid() << "\n"
-              << std::flush;
-    background.release(status);
+              << "Ctrl-C ends it here. From there,\n"
+              << "End it with: kill " << getppid() << "\n";
+    guard.stay(status); // before anybody can have read how to end it
+    program::finishOutput();
     hwinv_sim::serveControl(scene.address(), scene.simulator());
     return status;
 }
 
-int run(const Options& options)
+/** A machine that is captured while a daemon runs has lists already. Here they start empty, so
+ *  that what is shown is what this daemon writes. */
+void emptyLists(sim::Objects& platform)
 {
-    const auto folder = hwinv_sim::findInventory(options.inventory);
-    const auto expected = hwinv_demo::readExpectation(folder / "expected.json");
-    if (options.live && folder.filename() != "two-socket-2u")
+    namespace names = sim::names;
+    for (auto& [path, interfaces] : platform)
     {
-        throw sim::Error("--live tells the story of the inventory two-socket-2u");
-    }
-    sim::InventoryCapture inventory = sim::readInventory(folder);
-
-    hwinv_demo::Background background;
-    if (options.keep)
-    {
-        if (const auto status = background.enter())
+        const auto definitions = interfaces.find(names::associationDefinitions);
+        if (definitions != interfaces.end())
         {
-            return *status;
+            definitions->second[names::associations] = sim::Value::associations({});
         }
     }
-    hwinv_demo::Scene scene(std::move(inventory), options.daemon, options.log);
-    const int status = show(scene, options, expected) ? 0 : 1;
-    return options.keep ? keepRunning(scene, background, status) : status;
+}
+
+/** What is to be shown, read before anything is started. */
+Show prepare(const Options& options)
+{
+    const auto folder = hwinv_sim::findInventory(options.inventory);
+    if (options.live && folder.filename() != "two-socket-2u")
+    {
+        throw sim::UsageError("--live tells the story of the inventory two-socket-2u");
+    }
+    Show show{sim::readInventory(folder), std::nullopt};
+    emptyLists(show.inventory.kovd);
+    if (std::filesystem::exists(folder / expectationFile))
+    {
+        show.expected = hwinv_demo::readExpectation(folder / expectationFile);
+    }
+    return show;
+}
+
+int run(const Options& options)
+{
+    const Show show = prepare(options);
+    const auto work = [&](const hwinv_demo::Guard& guard)
+    {
+        hwinv_demo::Scene scene(guard.folder(), show.inventory, options.daemon, options.log);
+        const int status = play(scene, options, show) ? program::done : program::failed;
+        return options.keep ? keepRunning(scene, guard, status) : status;
+    };
+    return hwinv_demo::runGuarded([&](const hwinv_demo::Guard& guard)
+                                  { return program::run(name, [&] { return work(guard); }); });
 }
 
 } // namespace
 
 int main(int argc, char** argv)
-try
 {
     Options options;
-    CLI::App app{"Shows the daemon at work on a private bus, with both services simulated."};
+    CLI::App app("Shows the daemon at work on a private bus, with both services simulated.", name);
     app.add_option("--inventory", options.inventory, "Name or folder of an inventory")
         ->capture_default_str();
     app.add_option("--late", options.late, "Start this service after the daemon")
         ->check(CLI::IsMember({"smbios", "kovd"}));
     app.add_flag("--live", options.live, "Then play a story: cards and records come and go");
-    app.add_flag("--keep", options.keep, "Leave everything running");
+    app.add_flag("--keep", options.keep, "Leave everything running until Ctrl-C");
     app.add_option("--log", options.log, "Write the daemon's log, all of it, to this file");
     app.add_option("--daemon", options.daemon, "The daemon's program");
-    CLI11_PARSE(app, argc, argv);
-    return run(options);
-}
-catch (const std::exception& e)
-{
-    std::cerr << "hwinv_demo: " << e.what() << "\n";
-    return 1;
+    const auto work = [&]
+    {
+        const auto answered = program::readCommandLine(app, argc, argv);
+        return answered ? *answered : run(options);
+    };
+    return program::run(name, work);
 }

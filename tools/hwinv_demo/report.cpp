@@ -1,11 +1,13 @@
 #include "report.hpp"
 
+#include "guess.hpp"
 #include "sim/names.hpp"
+#include "table.hpp"
 #include "unpaired.hpp"
 
 #include <algorithm>
-#include <iomanip>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -16,71 +18,12 @@ namespace
 
 namespace names = sim::names;
 
-constexpr int columnGap = 2;
-
 using Paths = std::vector<std::string>;
-
-/** The property as text; empty when the object has none. */
-std::string text(const sim::Objects& objects, const std::string& path, const char* interface,
-                 const char* property)
-{
-    const sim::Value* value = sim::findProperty(objects, path, interface, property);
-    if (value == nullptr)
-    {
-        return "";
-    }
-    return value->data.is_string() ? value->data.get<std::string>() : value->data.dump();
-}
-
-std::string leaf(const std::string& path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
 
 std::string describeSlot(const Facts& facts, const std::string& path)
 {
     return leaf(path) + "  \"" + text(facts.smbios, path, names::smbiosSlot, "SlotDesignation") +
            "\", id " + text(facts.smbios, path, names::smbiosSlot, "SlotID");
-}
-
-/** The platform slot of that SMBIOS slot whose path stands in the device's; empty when none. */
-std::string slotAround(const Facts& facts, const std::string& device, const std::string& smbiosSlot)
-{
-    for (const auto& [path, list] : facts.associations)
-    {
-        const bool isSlot = facts.kovd.at(path).contains(names::kovdSlot);
-        const bool contained = path != device && device.find(path) != std::string::npos;
-        if (isSlot && contained && list.front()[2] == smbiosSlot)
-        {
-            return path;
-        }
-    }
-    return "";
-}
-
-std::string deviceReason(const Facts& facts, const std::string& path, const std::string& smbiosSlot)
-{
-    const std::string slot = slotAround(facts, path, smbiosSlot);
-    const std::string fqdd = "FQDD " + text(facts.kovd, path, names::kovdDevice, "FQDD");
-    if (slot.empty())
-    {
-        return fqdd;
-    }
-    return sim::isBelow(path, slot) ? "device in " + leaf(slot) + ", " + fqdd
-                                    : "its path contains " + leaf(slot);
-}
-
-/** Why a platform object stands for its slot: what the daemon compared, as the bus shows it. */
-std::string reason(const Facts& facts, const std::string& path, const std::string& smbiosSlot)
-{
-    const auto& interfaces = facts.kovd.at(path);
-    if (interfaces.contains(names::kovdSlot))
-    {
-        return "FQDD " + text(facts.kovd, path, names::kovdSlot, "PCIeFQDD") + ", slot id " +
-               text(facts.kovd, path, names::kovdSlot, "PCIeLocatorInstanceNum");
-    }
-    return interfaces.contains(names::kovdDevice) ? deviceReason(facts, path, smbiosSlot)
-                                                  : "same name as its slot on the board";
 }
 
 /** "slot2" before "slot10": paths of one kind differ in their number alone. */
@@ -106,31 +49,7 @@ std::map<std::string, Paths, ByNumber> objectsBySlot(const Facts& facts)
     return bySlot;
 }
 
-/** Lines of cells; each column is as wide as its widest cell, the last one ends the line. */
-void printTable(std::ostream& out, const std::vector<std::vector<std::string>>& lines)
-{
-    std::vector<std::size_t> widths;
-    for (const auto& cells : lines)
-    {
-        widths.resize(std::max(widths.size(), cells.size()));
-        for (std::size_t column = 0; column < cells.size(); ++column)
-        {
-            widths[column] = std::max(widths[column], cells[column].size());
-        }
-    }
-    for (const auto& cells : lines)
-    {
-        out << "  ";
-        for (std::size_t column = 0; column + 1 < cells.size(); ++column)
-        {
-            out << std::left << std::setw(static_cast<int>(widths[column]) + columnGap)
-                << cells[column];
-        }
-        out << cells.back() << '\n';
-    }
-}
-
-void printSlots(std::ostream& out, const Facts& facts)
+void printSlots(std::ostream& out, const Facts& facts, std::size_t columns)
 {
     std::vector<std::vector<std::string>> lines{
         {"SMBIOS slot", "platform object", "why they match"}};
@@ -139,12 +58,12 @@ void printSlots(std::ostream& out, const Facts& facts)
         std::string label = describeSlot(facts, slot);
         for (const std::string& path : objects)
         {
-            lines.push_back({label, shortPath(path), reason(facts, path, slot)});
+            lines.push_back({label, shortPath(path), guessReason(facts, path, slot)});
             label.clear(); // said once
         }
     }
     out << "\nPCIe slots\n\n";
-    printTable(out, lines);
+    printTable(out, lines, columns);
 }
 
 /** The SMBIOS processor or cache at the end of an association, and what names it. */
@@ -156,11 +75,30 @@ std::string describeEndpoint(const Facts& facts, const std::string& endpoint)
                                             : ", socket " + socket);
 }
 
-void printProcessors(std::ostream& out, const Facts& facts, const Expectation& expected)
+/** The processors that have a list or should have one. */
+std::set<std::string> processors(const Facts& facts, const Expectation& expected)
+{
+    std::set<std::string> paths;
+    for (const auto& [path, ignored] : expected.processors)
+    {
+        paths.insert(path);
+    }
+    for (const auto& [path, list] : facts.associations)
+    {
+        if (std::ranges::any_of(list, [](const auto& tuple) { return tuple[1] == "processor"; }))
+        {
+            paths.insert(path);
+        }
+    }
+    return paths;
+}
+
+void printProcessors(std::ostream& out, const Facts& facts, const std::set<std::string>& paths,
+                     std::size_t columns)
 {
     std::vector<std::vector<std::string>> lines{
         {"platform processor", "association", "SMBIOS object"}};
-    for (const auto& [path, ignored] : expected.processors)
+    for (const std::string& path : paths)
     {
         std::string label =
             shortPath(path) + "  " + text(facts.kovd, path, names::item, "TargetDevKey");
@@ -177,11 +115,12 @@ void printProcessors(std::ostream& out, const Facts& facts, const Expectation& e
         }
     }
     out << "\nProcessors\n\n";
-    printTable(out, lines);
+    printTable(out, lines, columns);
 }
 
 /** What has no partner on the bus, and the inventory's reason where it has one. */
-void printUnpaired(std::ostream& out, const char* title, Paths paths, const Reasons& reasons)
+void printUnpaired(std::ostream& out, const char* title, Paths paths, const Reasons& reasons,
+                   std::size_t columns)
 {
     if (paths.empty())
     {
@@ -195,41 +134,24 @@ void printUnpaired(std::ostream& out, const char* title, Paths paths, const Reas
         lines.push_back({shortPath(path), reason == reasons.end() ? "" : reason->second});
     }
     out << "\n" << title << "\n\n";
-    printTable(out, lines);
-}
-
-sim::Objects managedObjects(rig::Observer& observer, const char* service, const char* path)
-{
-    return observer.ownerOf(service).empty() ? sim::Objects{}
-                                             : observer.managedObjects(service, path);
+    printTable(out, lines, columns);
 }
 
 } // namespace
 
-Facts readFacts(rig::Observer& observer)
+void printReport(std::ostream& out, const Facts& facts, const Expectation& expected,
+                 std::size_t columns)
 {
-    Facts facts;
-    facts.smbios = managedObjects(observer, names::smbiosService, names::smbiosRoot);
-    facts.kovd = managedObjects(observer, names::kovdService, names::boardRoot);
-    facts.kovd.merge(managedObjects(observer, names::kovdService, names::chassisRoot));
-    if (!observer.ownerOf(names::kovdService).empty())
+    printSlots(out, facts, columns);
+    const auto paths = processors(facts, expected);
+    if (!paths.empty())
     {
-        facts.associations = observer.allAssociations();
-    }
-    return facts;
-}
-
-void printReport(std::ostream& out, const Facts& facts, const Expectation& expected)
-{
-    printSlots(out, facts);
-    if (!expected.processors.empty())
-    {
-        printProcessors(out, facts, expected);
+        printProcessors(out, facts, paths, columns);
     }
     printUnpaired(out, "Unpaired on the platform", unpairedPlatform(facts.kovd, facts.associations),
-                  expected.unpairedPlatform);
+                  expected.unpairedPlatform, columns);
     printUnpaired(out, "Unpaired in SMBIOS", unpairedSmbios(facts.smbios, facts.associations),
-                  expected.unpairedSmbios);
+                  expected.unpairedSmbios, columns);
     out << std::flush;
 }
 

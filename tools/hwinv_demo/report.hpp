@@ -3,11 +3,11 @@
 // The pairings as a table that a person likes to read: all of it read from the bus, only the
 // reasons for what stays unpaired come from the inventory.
 //
-// REQUIRES: the thread that made the observer.
+// Any thread; no shared state.
 
 #include "expectation.hpp"
-#include "rig/observer.hpp"
-#include "sim/objects.hpp"
+#include "facts.hpp"
+#include "table.hpp"
 
 #include <ostream>
 #include <string>
@@ -15,19 +15,10 @@
 namespace hwinv_demo
 {
 
-/** What both services and the daemon show on the bus at one moment. */
-struct Facts
-{
-    sim::Objects smbios;
-    sim::Objects kovd;
-    Lists associations;
-};
-
-/** A service that does not run shows nothing. */
-Facts readFacts(rig::Observer& observer);
-
-/** Slots with the objects that belong to them, processors with their lists, and what is left. */
-void printReport(std::ostream& out, const Facts& facts, const Expectation& expected);
+/** Slots with the objects that belong to them, processors with their lists, and what is left. An
+ *  inventory that expects nothing gives no reasons. */
+void printReport(std::ostream& out, const Facts& facts, const Expectation& expected,
+                 std::size_t columns = unlimited);
 
 /** A path without what all paths share: "board/pcie_slot_01". */
 std::string shortPath(const std::string& path);

@@ -14,8 +14,9 @@ namespace
 constexpr std::chrono::seconds patience{60};
 } // namespace
 
-Scene::Scene(sim::InventoryCapture inventory, std::string daemonProgram, std::string logFile)
-    : simulator_(bus_.address(), std::move(inventory)), observer_(bus_.address())
+Scene::Scene(const std::string& folder, sim::InventoryCapture inventory, std::string daemonProgram,
+             std::string logFile)
+    : bus_(folder), simulator_(bus_.address(), std::move(inventory)), observer_(bus_.address())
 {
     options_.program = std::move(daemonProgram);
     options_.address = bus_.address();

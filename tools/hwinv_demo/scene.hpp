@@ -18,9 +18,10 @@ namespace hwinv_demo
 class Scene
 {
   public:
-    /** Starts the bus and loads both services; neither service nor the daemon runs yet. The daemon
-     *  will write its log to `logFile`. */
-    Scene(sim::InventoryCapture inventory, std::string daemonProgram, std::string logFile);
+    /** Starts the bus in a folder that stays, and loads both services; neither service nor the
+     *  daemon runs yet. The daemon will write its log to `logFile`. */
+    Scene(const std::string& folder, sim::InventoryCapture inventory, std::string daemonProgram,
+          std::string logFile);
 
     const std::string& address() const
     {

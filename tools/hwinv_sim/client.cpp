@@ -1,14 +1,15 @@
 #include "client.hpp"
 
 #include "control.hpp"
+#include "fault_text.hpp"
 #include "sim/capture.hpp"
+#include "sim/document.hpp"
 #include "sim/names.hpp"
 #include "sim/sdbus.hpp"
+#include "sim/signature.hpp"
 #include "sim/value_message.hpp"
 
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <utility>
 
 namespace hwinv_sim
@@ -43,28 +44,108 @@ Json ask(const std::string& address, const char* method, const char* signature, 
     return callMethod(address, controlName, controlPath, controlInterface, method, signature, body);
 }
 
-Json parse(const std::string& text, const std::string& name)
+/** Runs a check of what a person typed; what it throws is said as the wrong use that it is. */
+template <typename Check>
+void checkTyped(const Check& check)
 {
     try
     {
-        return Json::parse(text);
+        check();
     }
-    catch (const Json::exception& error)
+    catch (const sim::ValueError& error)
     {
-        throw sim::Error(name + ": " + error.what());
+        throw sim::UsageError(error.what());
     }
 }
 
-Json parseValue(const std::string& type, const std::string& value)
+void checkName(const std::string& argument, const std::string& text, int valid, const char* what)
 {
+    if (valid <= 0)
+    {
+        throw sim::UsageError(argument + ": '" + text + "' is not " + what);
+    }
+}
+
+void checkPath(const std::string& path)
+{
+    checkName("PATH", path, sd_bus_object_path_is_valid(path.c_str()), "an object path");
+}
+
+void checkInterface(const std::string& interface)
+{
+    checkName("INTERFACE", interface, sd_bus_interface_name_is_valid(interface.c_str()),
+              "an interface name");
+}
+
+void checkMember(const std::string& argument, const std::string& member, const char* what)
+{
+    checkName(argument, member, sd_bus_member_name_is_valid(member.c_str()), what);
+}
+
+Json parseArgument(const std::string& text, const std::string& name)
+{
+    try
+    {
+        return sim::parseDocument(text, name);
+    }
+    catch (const sim::CaptureError& error)
+    {
+        throw sim::UsageError(error.what());
+    }
+}
+
+/** Plain text travels as JSON, which has to be Unicode. */
+Json plainText(const std::string& text)
+{
+    try
+    {
+        Json json(text);
+        json.dump();
+        return json;
+    }
+    catch (const Json::exception&)
+    {
+        throw sim::UsageError("VALUE: not valid UTF-8");
+    }
+}
+
+Json parseValue(const std::string& type, const std::string& text)
+{
+    if (!sim::isCompleteType(type))
+    {
+        throw sim::UsageError("TYPE: '" + type + "' is not one complete type");
+    }
     const bool isText = type == "s" || type == "o" || type == "g";
-    return isText ? Json(value) : parse(value, "the value '" + value + "'");
+    Json value = isText ? plainText(text) : parseArgument(text, "VALUE");
+    checkTyped([&] { sim::checkValue(type, value, sim::Place("VALUE")); });
+    return value;
+}
+
+/** The body's JSON has to be a list of values that fit the signature. */
+void checkBody(const std::string& signature, const std::string& text)
+{
+    if (!sim::isSignature(signature))
+    {
+        throw sim::UsageError("SIGNATURE: '" + signature + "' is not a signature");
+    }
+    const auto types = sim::splitSignature(signature);
+    const Json body = parseArgument(text, "BODY");
+    if (!body.is_array() || body.size() != types.size())
+    {
+        throw sim::UsageError("BODY: expected a list of " + std::to_string(types.size()) +
+                              " values for '" + signature + "'");
+    }
+    const sim::Place place("BODY");
+    for (std::size_t i = 0; i < types.size(); ++i)
+    {
+        checkTyped([&] { sim::checkValue(types[i], body[i], place.element(i)); });
+    }
 }
 
 /** The interfaces of `path` from either form that a text can have. */
 Json interfacesIn(const std::string& path, const std::string& text, const std::string& name)
 {
-    const Json json = parse(text, name);
+    const Json json = sim::parseDocument(text, name);
     if (!json.is_object() || !json.contains("type"))
     {
         try
@@ -114,24 +195,36 @@ Client::Client(std::string address) : address_(std::move(address)) {}
 void Client::add(const std::string& service, const std::string& path, const std::string& text,
                  const std::string& name)
 {
-    ask(address_, "AddObject", "soa{sa{sv}}", {service, path, interfacesIn(path, text, name)});
+    checkPath(path);
+    try
+    {
+        addInterfaces(service, path, interfacesIn(path, text, name));
+    }
+    catch (const sim::CaptureError& error)
+    {
+        throw sim::UsageError(error.what());
+    }
 }
 
 void Client::addFromFile(const std::string& service, const std::string& path,
                          const std::string& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
-    if (!stream)
-    {
-        throw sim::Error(file + ": cannot be read");
-    }
-    add(service, path, text, file);
+    checkPath(path);
+    addInterfaces(service, path, interfacesIn(path, sim::readFile(file), file));
+}
+
+void Client::addInterfaces(const std::string& service, const std::string& path,
+                           const sim::Json& interfaces) const
+{
+    ask(address_, "AddObject", "soa{sa{sv}}", {service, path, interfaces});
 }
 
 void Client::set(const std::string& service, const std::string& path, const std::string& interface,
                  const std::string& property, const std::string& type, const std::string& value)
 {
+    checkPath(path);
+    checkInterface(interface);
+    checkMember("PROPERTY", property, "a property name");
     const Json typed{{"type", type}, {"data", parseValue(type, value)}};
     const Json properties{{property, typed}};
     ask(address_, "ChangeProperties", "sosa{sv}", {service, path, interface, properties});
@@ -140,6 +233,11 @@ void Client::set(const std::string& service, const std::string& path, const std:
 void Client::remove(const std::string& service, const std::string& path,
                     const std::vector<std::string>& interfaces)
 {
+    checkPath(path);
+    for (const std::string& interface : interfaces)
+    {
+        checkInterface(interface);
+    }
     ask(address_, "RemoveObject", "soas", {service, path, interfaces});
 }
 
@@ -147,7 +245,10 @@ void Client::emitSignal(const std::string& service, const std::string& path,
                         const std::string& interface, const std::string& member,
                         const std::string& signature, const std::string& body)
 {
-    parse(body, "the body");
+    checkPath(path);
+    checkInterface(interface);
+    checkMember("MEMBER", member, "a signal name");
+    checkBody(signature, body);
     const Json carried{{"type", "s"}, {"data", body}};
     ask(address_, "Emit", "sosssv", {service, path, interface, member, signature, carried});
 }
@@ -164,6 +265,7 @@ void Client::stop(const std::string& service)
 
 void Client::addFault(const std::string& kind, const std::string& text)
 {
+    parseFault(kind, text); // refused here, in the words for what was typed
     ask(address_, "AddFault", "ss", {kind, text});
 }
 

@@ -2,9 +2,11 @@
 
 // What `hwinv_sim` does to a running simulator: each function is one request to its remote control.
 //
-// Every function throws sim::Error (with the simulator's own words where it refused) and prints its
-// result, if it has one, on standard output. `service` may be empty where the path says enough.
-// Main thread only.
+// Every function throws sim::UsageError naming the argument that is wrong, or sim::Error (with the
+// simulator's own words where it refused), and prints its result, if it has one, on standard
+// output. `service` may be empty where the path says enough. Main thread only.
+
+#include "sim/value.hpp"
 
 #include <string>
 #include <vector>
@@ -15,7 +17,7 @@ namespace hwinv_sim
 class Client
 {
   public:
-    /** `address` is empty for the bus of DBUS_SYSTEM_BUS_ADDRESS, or the system's. */
+    /** `address` is empty for the system bus. */
     explicit Client(std::string address);
 
     /** Adds an object from JSON text: its interfaces, or a whole capture that holds the path.
@@ -52,6 +54,9 @@ class Client
     void capture(const std::string& folder);
 
   private:
+    void addInterfaces(const std::string& service, const std::string& path,
+                       const sim::Json& interfaces) const;
+
     std::string address_;
 };
 

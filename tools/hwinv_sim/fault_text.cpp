@@ -7,55 +7,63 @@
 #include <charconv>
 #include <chrono>
 #include <limits>
+#include <optional>
 
 namespace hwinv_sim
 {
 namespace
 {
 
-/** Cuts off and returns what follows the last `mark`; empty when there is none. */
-std::string cutBehind(std::string& text, char mark)
+/** Cuts off and returns what follows the last `mark`; nothing when there is none. */
+std::optional<std::string> cutBehind(std::string& text, char mark)
 {
     const std::size_t at = text.rfind(mark);
     if (at == std::string::npos)
     {
-        return "";
+        return std::nullopt;
     }
     std::string behind = text.substr(at + 1);
     text.resize(at);
     return behind;
 }
 
-unsigned number(const std::string& text, const std::string& what)
+unsigned number(const std::string& text, const std::string& what, unsigned least)
 {
     unsigned value = 0;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || stop != end || value > std::numeric_limits<int>::max())
+    if (error != std::errc() || stop != end || value < least ||
+        value > std::numeric_limits<int>::max())
     {
-        throw sim::Error("'" + text + "' is not a number of " + what);
+        throw sim::UsageError("'" + text + "' is not a number of " + what);
     }
     return value;
 }
 
-decltype(sim::Fault::action) action(const std::string& kind, const std::string& value)
+decltype(sim::Fault::action) action(const std::string& kind,
+                                    const std::optional<std::string>& value)
 {
     if (kind == "hang")
     {
+        if (value)
+        {
+            throw sim::UsageError("a hang takes no value such as '" + *value +
+                                  "'; *TIMES says how many calls");
+        }
         return sim::Hang{};
     }
     if (kind == "delay")
     {
-        return sim::Delay{std::chrono::milliseconds(number(value, "milliseconds"))};
+        return sim::Delay{std::chrono::milliseconds(number(value.value_or(""), "milliseconds", 0))};
     }
     if (kind != "fail")
     {
-        throw sim::Error("no fault is called '" + kind + "': fail, hang, delay");
+        throw sim::UsageError("no fault is called '" + kind + "': fail, hang, delay");
     }
-    const std::string error = value.empty() ? sim::names::failed : value;
+    const std::string error = value.value_or(sim::names::failed);
     if (sd_bus_interface_name_is_valid(error.c_str()) <= 0)
     {
-        throw sim::Error("'" + error + "' is not an error name such as " + sim::names::failed);
+        throw sim::UsageError("'" + error + "' is not an error name such as " + sim::names::failed);
     }
     return sim::FailWith{error};
 }
@@ -67,21 +75,29 @@ ServiceFault parseFault(const std::string& kind, const std::string& text)
     ServiceFault result;
     std::string rest = text;
     result.fault.action = action(kind, cutBehind(rest, '='));
-    const std::string times = cutBehind(rest, '*');
-    if (!times.empty())
+    if (const auto times = cutBehind(rest, '*'))
     {
-        result.fault.count = number(times, "times");
+        result.fault.count = number(*times, "times, which is 1 at least", 1);
     }
-    result.fault.path = cutBehind(rest, '@');
-    result.fault.member = cutBehind(rest, ':');
-    result.service = rest;
-    if (result.fault.member.empty())
+    if (const auto path = cutBehind(rest, '@'))
     {
-        result.fault.member.swap(result.service);
+        result.fault.path = *path;
+        if (sd_bus_object_path_is_valid(path->c_str()) <= 0)
+        {
+            throw sim::UsageError("'" + *path + "' in '" + text + "' is not an object path");
+        }
     }
+    const auto member = cutBehind(rest, ':');
+    result.fault.member = member.value_or(rest);
+    result.service = member ? rest : "";
     if (sd_bus_member_name_is_valid(result.fault.member.c_str()) <= 0)
     {
-        throw sim::Error("'" + result.fault.member + "' in '" + text + "' is not a method name");
+        throw sim::UsageError("'" + result.fault.member + "' in '" + text +
+                              "' is not a method name");
+    }
+    if (member && rest != "smbios" && rest != "kovd")
+    {
+        throw sim::UsageError("no service is called '" + rest + "': smbios, kovd");
     }
     return result;
 }

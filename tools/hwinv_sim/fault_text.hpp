@@ -3,8 +3,8 @@
 // Faults as a person writes them: [SERVICE:]MEMBER[@PATH][*TIMES][=VALUE].
 //
 // SERVICE is "smbios" or "kovd" (both when missing), MEMBER a method, PATH one object (any when
-// missing), TIMES how many calls are spoiled (all when missing). VALUE is the error name of a
-// failure and the milliseconds of a delay. Any thread; no shared state.
+// missing), TIMES how many calls are spoiled, at least 1 (all when missing). VALUE is the error
+// name of a failure and the milliseconds of a delay. Any thread; no shared state.
 
 #include "sim/fault.hpp"
 
@@ -20,7 +20,8 @@ struct ServiceFault
     sim::Fault fault;
 };
 
-/** `kind` is "fail", "hang" or "delay"; throws sim::Error saying what is wrong with the text. */
+/** `kind` is "fail", "hang" or "delay"; throws sim::UsageError saying what is wrong with the text.
+ */
 ServiceFault parseFault(const std::string& kind, const std::string& text);
 
 } // namespace hwinv_sim

@@ -48,7 +48,7 @@ fs::path findInventory(const std::string& text)
     {
         known += (known.empty() ? "" : ", ") + name;
     }
-    throw sim::Error("no inventory '" + text + "': give a folder or one of " + known);
+    throw sim::UsageError("no inventory '" + text + "': give a folder or one of " + known);
 }
 
 std::vector<std::string> knownInventories()

@@ -11,7 +11,8 @@ namespace hwinv_sim
 {
 
 /** The folder of an inventory: `text` itself when it is a folder, else the one of that name in
- *  $HWINV_INVENTORIES or among the ones that came with the program. Throws sim::Error listing what there is.
+ *  $HWINV_INVENTORIES or among the ones that came with the program. Throws sim::UsageError listing
+ *  what there is.
  */
 std::filesystem::path findInventory(const std::string& text);
 

@@ -1,14 +1,14 @@
 // hwinv_sim: plays the two source services on a bus, and talks to a running one.
 
+#include "bus_choice.hpp"
 #include "client.hpp"
 #include "inventory_folder.hpp"
+#include "program/program.hpp"
 #include "serve.hpp"
-#include "sim/error.hpp"
 #include "simulator.hpp"
 
 #include <CLI/CLI.hpp>
 
-#include <exception>
 #include <functional>
 #include <iostream>
 #include <string>
@@ -19,10 +19,12 @@ namespace
 
 using hwinv_sim::Client;
 
+constexpr const char* name = "hwinv_sim";
+
 /** Everything that the command line can say. */
 struct Options
 {
-    std::string address;
+    hwinv_sim::BusChoice bus;
     std::string service;
     hwinv_sim::ServeOptions serve;
     std::vector<std::string> failures;
@@ -48,23 +50,23 @@ constexpr const char* faultHelp =
     "kovd:Set*2=org.freedesktop.DBus.Error.Failed spoils the platform's next two Set calls.";
 
 /** A subcommand that runs `work` after the command line has been read. */
-CLI::App* command(CLI::App& app, std::function<int()>& chosen, const std::string& name,
+CLI::App* command(CLI::App& app, std::function<int()>& chosen, const std::string& verb,
                   const std::string& help, std::function<int()> work)
 {
-    CLI::App* sub = app.add_subcommand(name, help);
+    CLI::App* sub = app.add_subcommand(verb, help);
     sub->callback([&chosen, work = std::move(work)] { chosen = work; });
     return sub;
 }
 
 /** One that asks a running simulator for something. */
 CLI::App* request(CLI::App& app, std::function<int()>& chosen, Options& options,
-                  const std::string& name, const std::string& help,
+                  const std::string& verb, const std::string& help,
                   std::function<void(Client&)> work)
 {
-    return command(app, chosen, name, help,
+    return command(app, chosen, verb, help,
                    [&options, work = std::move(work)]
                    {
-                       Client client(options.address);
+                       Client client(chooseBus(options.bus));
                        work(client);
                        return 0;
                    });
@@ -72,7 +74,7 @@ CLI::App* request(CLI::App& app, std::function<int()>& chosen, Options& options,
 
 int serveWith(Options& options)
 {
-    options.serve.address = options.address;
+    options.serve.address = chooseBus(options.bus);
     for (const auto& [kind, texts] : {std::pair{"fail", &options.failures},
                                       {"hang", &options.hangs},
                                       {"delay", &options.delays}})
@@ -88,7 +90,7 @@ int serveWith(Options& options)
 void addServeCommands(CLI::App& app, std::function<int()>& chosen, Options& o)
 {
     const CLI::IsMember services(hwinv_sim::Simulator::serviceNames());
-    CLI::App* serve = command(app, chosen, "serve", "Play the services until SIGINT or SIGTERM",
+    CLI::App* serve = command(app, chosen, "serve", "Play the services until a signal to stop",
                               [&o] { return serveWith(o); });
     serve
         ->add_option("--inventory", o.serve.inventory,
@@ -105,14 +107,14 @@ void addServeCommands(CLI::App& app, std::function<int()>& chosen, Options& o)
     {
         list->allow_extra_args(false);
     }
-    command(app, chosen, "bus", "Run a private bus until SIGINT or SIGTERM, and print its address",
+    command(app, chosen, "bus", "Run a private bus until a signal to stop, and print its address",
             [] { return hwinv_sim::runBus(); });
     command(app, chosen, "inventories", "List the inventories that have a name",
             []
             {
-                for (const std::string& name : hwinv_sim::knownInventories())
+                for (const std::string& known : hwinv_sim::knownInventories())
                 {
-                    std::cout << name << "\n";
+                    std::cout << known << "\n";
                 }
                 return 0;
             });
@@ -205,37 +207,26 @@ void addFaultCommands(CLI::App& app, std::function<int()>& chosen, Options& o)
 
 int run(int argc, char** argv)
 {
-    CLI::App app("Simulates the SMBIOS service and the platform's inventory service on a bus.");
+    CLI::App app("Simulates the SMBIOS service and the platform's inventory service on a bus.",
+                 name);
     Options options;
     std::function<int()> chosen;
-    app.add_option("--address", options.address,
-                   "Bus address; else DBUS_SYSTEM_BUS_ADDRESS, else the system bus");
+    CLI::Option* address = app.add_option("--address", options.bus.address,
+                                          "Bus address; else DBUS_SYSTEM_BUS_ADDRESS");
+    app.add_flag("--system", options.bus.system, "This machine's own bus")->excludes(address);
     app.require_subcommand(1);
     app.fallthrough();
     addServeCommands(app, chosen, options);
     addObjectCommands(app, chosen, options);
     addServiceCommands(app, chosen, options);
     addFaultCommands(app, chosen, options);
-    try
-    {
-        app.parse(argc, argv);
-    }
-    catch (const CLI::ParseError& error)
-    {
-        return app.exit(error) == 0 ? 0 : 1;
-    }
-    return chosen();
+    const auto answered = program::readCommandLine(app, argc, argv);
+    return answered ? *answered : chosen();
 }
 
 } // namespace
 
 int main(int argc, char** argv)
-try
 {
-    return run(argc, argv);
-}
-catch (const std::exception& error)
-{
-    std::cerr << "hwinv_sim: " << error.what() << "\n";
-    return 1;
+    return program::run(name, [&] { return run(argc, argv); });
 }

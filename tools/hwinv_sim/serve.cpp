@@ -2,6 +2,7 @@
 
 #include "control.hpp"
 #include "inventory_folder.hpp"
+#include "program/program.hpp"
 #include "sim/bus.hpp"
 #include "sim/sdbus.hpp"
 #include "simulator.hpp"
@@ -9,6 +10,7 @@
 #include <systemd/sd-event.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
@@ -28,23 +30,27 @@ struct EventReleaser
 };
 using Event = std::unique_ptr<sd_event, EventReleaser>;
 
-/** SIGINT and SIGTERM are taken from the event loop alone; threads made later inherit that. */
+constexpr std::array stopSignals{SIGINT, SIGTERM, SIGHUP};
+
+/** They are taken from the event loop alone; threads made later inherit that. */
 void blockStopSignals()
 {
     sigset_t stops;
     sigemptyset(&stops);
-    sigaddset(&stops, SIGINT);
-    sigaddset(&stops, SIGTERM);
+    for (const int signal : stopSignals)
+    {
+        sigaddset(&stops, signal);
+    }
     sim::check(-pthread_sigmask(SIG_BLOCK, &stops, nullptr), "block the stop signals");
 }
 
-/** A loop that ends with status 0 on either signal. */
+/** A loop that ends with status 0 on any of the signals. */
 Event makeLoop()
 {
     sd_event* raw = nullptr;
     sim::check(sd_event_new(&raw), "make an event loop");
     Event loop(raw);
-    for (const int signal : {SIGINT, SIGTERM})
+    for (const int signal : stopSignals)
     {
         sim::check(sd_event_add_signal(raw, nullptr, signal, nullptr, nullptr), "watch a signal");
     }
@@ -72,7 +78,7 @@ class ControlLoop
     ControlLoop(const ControlLoop&) = delete;
     ControlLoop& operator=(const ControlLoop&) = delete;
 
-    /** Returns after SIGINT or SIGTERM; throws sim::Error when the bus is lost. */
+    /** Returns after a signal to stop; throws sim::Error when the bus is lost. */
     int run() const
     {
         if (sd_event_loop(loop_.get()) != 0)
@@ -126,7 +132,8 @@ int serve(const ServeOptions& options)
         }
     }
     std::cout << "ready: " << smbiosCount << " SMBIOS objects, " << kovdCount
-              << " platform objects on " << address << std::endl;
+              << " platform objects on " << address << "\n";
+    program::finishOutput();
     return control.run();
 }
 
@@ -141,7 +148,8 @@ int runBus()
     blockStopSignals();
     const Event loop = makeLoop();
     const sim::PrivateBus bus;
-    std::cout << "DBUS_SYSTEM_BUS_ADDRESS=" << bus.address() << std::endl;
+    std::cout << "DBUS_SYSTEM_BUS_ADDRESS=" << bus.address() << "\n";
+    program::finishOutput();
     return sd_event_loop(loop.get());
 }
 

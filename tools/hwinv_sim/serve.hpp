@@ -1,6 +1,7 @@
 #pragma once
 
-// The programs behind `hwinv_sim serve` and `hwinv_sim bus`: they run until SIGINT or SIGTERM.
+// The programs behind `hwinv_sim serve` and `hwinv_sim bus`: they run until SIGINT, SIGTERM
+// or SIGHUP, which end them with status 0.
 // Main thread only.
 
 #include "simulator.hpp"
@@ -14,7 +15,7 @@ namespace hwinv_sim
 
 struct ServeOptions
 {
-    /** Empty for the bus of DBUS_SYSTEM_BUS_ADDRESS, or the system's. */
+    /** Empty for the system bus. */
     std::string address;
     std::string inventory;
 
@@ -32,8 +33,8 @@ struct ServeOptions
  *  throws sim::Error when it cannot begin. */
 int serve(const ServeOptions& options);
 
-/** Offers the control of a simulator that runs on the bus, until SIGINT or SIGTERM. Returns the
- * exit status; throws sim::Error when it cannot begin or the bus is lost. */
+/** Offers the control of a simulator that runs on the bus, until SIGINT, SIGTERM or SIGHUP.
+ *  Returns the exit status; throws sim::Error when it cannot begin or the bus is lost. */
 int serveControl(const std::string& address, Simulator& simulator);
 
 /** Runs a private bus and prints its DBUS_SYSTEM_BUS_ADDRESS line. */

@@ -43,7 +43,7 @@ sim::Service& Simulator::service(const std::string& name)
     {
         return kovd_;
     }
-    throw sim::Error("no service is called '" + name + "': smbios, kovd");
+    throw sim::UsageError("no service is called '" + name + "': smbios, kovd");
 }
 
 sim::Service& Simulator::serviceFor(const std::string& name, const std::string& path)

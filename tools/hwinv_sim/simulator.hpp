@@ -20,7 +20,7 @@ class Simulator
 
     static const std::vector<std::string>& serviceNames();
 
-    /** Throws sim::Error for a name that is none of serviceNames(). */
+    /** Throws sim::UsageError for a name that is none of serviceNames(). */
     sim::Service& service(const std::string& name);
 
     /** The service meant by `name`; when that is empty, the one that has the object, or the one

@@ -3,10 +3,15 @@
 // A private message bus: a dbus-daemon of one's own, with its own configuration and socket in a
 // temporary folder.
 //
+// The folder is made in $TMPDIR, else in /tmp, whatever characters that path has. It may be as long
+// as the path of a socket can be, which is 107 bytes.
+//
 // Everything is allowed on it (names, signals, monitoring) and its limits are far above what the
-// tests and benches need. Destruction ends the daemon and removes the folder. Should the thread
-// that made the bus end without destruction, the kernel ends the daemon. One thread makes and
-// destroys it; address() may be read by any thread.
+// tests and benches need. With HWINV_BUS=dbus-broker in the environment it is a dbus-broker, which
+// needs a journal's socket and a session bus to be there; scripts/test --bus provides both.
+// Destruction ends the daemon and removes the folder that it made. Should the thread that made the
+// bus end without destruction, the kernel ends the daemon. One thread makes and destroys it;
+// address() may be read by any thread.
 
 #include <string>
 #include <sys/types.h>
@@ -14,11 +19,21 @@
 namespace sim
 {
 
+/** Makes a folder of one's own in $TMPDIR, else in /tmp, for a bus; throws Error. */
+std::string makeTemporaryFolder();
+
 class PrivateBus
 {
   public:
-    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. */
-    PrivateBus();
+    /** More than anybody asks for. */
+    static constexpr unsigned manyMatchRules = 50000;
+
+    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. A
+     *  connection is allowed so many match rules; the bus refuses more. */
+    explicit PrivateBus(unsigned matchRulesPerConnection = manyMatchRules);
+
+    /** The same in a folder that stays when the bus goes. */
+    explicit PrivateBus(std::string folder);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
@@ -38,9 +53,14 @@ class PrivateBus
     void kill();
 
   private:
-    void start();
+    void startOrCleanUp(unsigned matchRules);
+    void start(unsigned matchRules);
+    void startDaemon(const std::string& configArgument);
+    void startBroker(const std::string& configArgument);
+    void cleanUp();
 
     std::string folder_;
+    bool ownsFolder_ = false;
     std::string address_;
     pid_t pid_ = -1;
 };

@@ -1,9 +1,11 @@
 #include "base/failure.hpp"
+#include "base/heap.hpp"
 #include "frame/shutdown.hpp"
 #include "frame/startup.hpp"
 
 int main()
 {
+    limitFreeHeap();
     if (!installSignalHandler(UTIL_SITE))
     {
         return leave(-1);

@@ -57,7 +57,6 @@
 #include <cstdint>
 #include <exception>
 #include <fcntl.h>
-#include <malloc.h>
 #include <pthread.h>
 #include <stdexcept>
 #include <sys/epoll.h>
@@ -71,10 +70,6 @@ namespace
 
 constexpr int module = 300;
 constexpr const char* file = "oneway_channel";
-
-// malloc_trim walks the whole heap. A thousand units are about the first backlog that leaves more
-// than a few hundred kilobytes behind.
-constexpr std::size_t unitsWorthATrim = 1024;
 
 // How many messages, say, of a connection on the same loop may go before the next unit. So many
 // hardly ever wait at once; a peer that sends more than that gets them handled more slowly.
@@ -251,17 +246,9 @@ void OneWayChannel::serve(std::uint64_t turn)
         const std::lock_guard lock{oneWayChannelOperationMutex};
         takeOldest(unit);
     }
-    if (unit.empty())
+    if (!unit.empty())
     {
-        return;
-    }
-    ranSinceTrim_++;
-    runUnit(unit.front());
-    unit.clear();
-    const bool forkedByTheUnit = instance.load() != this; // then this is the child, without channel
-    if (!forkedByTheUnit)
-    {
-        giveBackMemory();
+        runUnit(unit.front()); // which may fork: the child comes back without a channel
     }
 }
 
@@ -311,23 +298,6 @@ void OneWayChannel::runUnit(const Unit& unit) noexcept
         dlog_printf(dlog::level::error, module, "%s.%d.%s: unknown exception in a unit of work",
                     file, __LINE__, __func__);
     }
-}
-
-void OneWayChannel::giveBackMemory()
-{
-    if (ranSinceTrim_ < unitsWorthATrim)
-    {
-        return;
-    }
-    {
-        const std::lock_guard lock{oneWayChannelOperationMutex};
-        if (!pending_.empty())
-        {
-            return; // The next round gives back.
-        }
-    }
-    malloc_trim(0);
-    ranSinceTrim_ = 0;
 }
 
 } // namespace infrautils

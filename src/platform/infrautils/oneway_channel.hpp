@@ -19,7 +19,6 @@
 #include <sdeventplus/source/io.hpp>
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -109,7 +108,6 @@ class OneWayChannel
     /** For a loop that finds the pipe readable. The turn is the number of its iteration. */
     void serve(std::uint64_t turn);
     void runUnit(const Unit& unit) noexcept;
-    void giveBackMemory();
 
     int readEnd_ = -1;
     int writeEnd_ = -1;
@@ -124,7 +122,6 @@ class OneWayChannel
     // The loop's thread only.
     int turnsForOthers_ = 0;              // what is left of the turns that others get before a unit
     std::uint64_t lastTurnGivenAway_ = 0; // since the last unit; 0: none
-    std::size_t ranSinceTrim_ = 0;
 };
 
 } // namespace infrautils

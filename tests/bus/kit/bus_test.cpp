@@ -64,9 +64,9 @@ std::string tailOf(const rig::Log& log)
     return "the daemon's log ends:\n" + text.str();
 }
 
-BusTest::BusTest()
-    : smbios(bus.address(), sim::smbiosProfile()), kovd(bus.address(), sim::kovdProfile()),
-      observer(bus.address())
+BusTest::BusTest(unsigned matchRules)
+    : bus(matchRules), smbios(bus.address(), sim::smbiosProfile()),
+      kovd(bus.address(), sim::kovdProfile()), observer(bus.address())
 {
 }
 

@@ -54,7 +54,8 @@ std::string daemonProgram();
 class BusTest : public testing::Test
 {
   protected:
-    BusTest();
+    /** On a bus that allows a connection so many match rules. */
+    explicit BusTest(unsigned matchRules = sim::PrivateBus::manyMatchRules);
     ~BusTest() override;
 
     void publish(const sim::InventoryCapture& inventory);

@@ -1,91 +1,89 @@
 /*
- * Both workers, and a resync beside them, at one processor. Run plain these tests find what no
- * order of events may bring about; built with the thread sanitizer they find races.
+ * Both workers, and a full pass beside them, at one processor: nothing is lost, whoever comes
+ * first. Built with the thread sanitizer these tests find races too.
  */
+#include "base/names.hpp"
 #include "doubles/cpu_world.hpp"
 #include "doubles/fresh_store.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/records.hpp"
 #include "doubles/run_together.hpp"
 #include "engines/cpu_assoc.hpp"
-#include "objects/cpu_objects.hpp"
+#include "intake/workers.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <set>
-#include <thread>
+#include <string_view>
 
 namespace
 {
 
 using namespace cpu_world;
 using std::string;
+using std::string_view;
 
 constexpr int rounds = 500;
 const Handles handles = {11, 12, 13};
 
-void insertSmbiosSide()
+const AssociationList whole = {cpuTupleOf(cpu1), cacheTupleOf("L1CacheHandle", cacheA),
+                               cacheTupleOf("L2CacheHandle", cacheB),
+                               cacheTupleOf("L3CacheHandle", cacheC)};
+
+void addSmbios(const string& path, string_view interface, const PropertyMap& properties)
 {
-    InsertSMBIOSCPUObj(cpu1, smbiosCpu(1, handles));
+    processSmbiosRecord(UTIL_SITE, addedRecord(path, {{string(interface), properties}}));
 }
 
-void insertKovdSide()
+void removeSmbios(const string& path, string_view interface)
 {
-    InsertKOVDCPUObj(kovd1, kovdCpu(1));
+    processSmbiosRecord(UTIL_SITE, removedRecord(path, {string(interface)}));
 }
 
-void insertCaches()
+void addSmbiosSide()
 {
-    InsertSMBIOSCacheObj(cacheA, cache(11));
-    InsertSMBIOSCacheObj(cacheB, cache(12));
-    InsertSMBIOSCacheObj(cacheC, cache(13));
+    addSmbios(cpu1, names::smbiosCpuInterface, smbiosCpu(1, handles));
 }
 
-bool isOneOfTheTuples(const AssociationTuple& tuple)
+void addKovdSide()
 {
-    const AssociationList all = {cpuTupleOf(cpu1), cacheTupleOf("L1CacheHandle", cacheA),
-                                 cacheTupleOf("L2CacheHandle", cacheB),
-                                 cacheTupleOf("L3CacheHandle", cacheC)};
-    return std::find(all.begin(), all.end(), tuple) != all.end();
+    processKovdRecord(UTIL_SITE,
+                      addedRecord(kovd1, {{string(names::kovdItemInterface), kovdCpu(1)}}));
 }
 
-/** Whatever the order: lists for the one processor, of its tuples. */
-void expectOnlyItsTuples()
+void addCaches()
 {
+    addSmbios(cacheA, names::smbiosCacheInterface, cache(11));
+    addSmbios(cacheB, names::smbiosCacheInterface, cache(12));
+    addSmbios(cacheC, names::smbiosCacheInterface, cache(13));
+}
+
+/** What is kept and what was handed over last, for the one processor and no other object. */
+void expectList(const AssociationList& list)
+{
+    EXPECT_EQ(written(kovd1), list);
     const Requests requests = recorded_requests::all();
-    for (const auto& [path, list] : requests)
-    {
-        EXPECT_EQ(path, kovd1);
-        EXPECT_TRUE(std::all_of(list.begin(), list.end(), isOneOfTheTuples));
-    }
-    const auto kept = written(kovd1);
-    ASSERT_TRUE(kept.has_value());
-    EXPECT_TRUE(std::any_of(requests.begin(), requests.end(),
-                            [&](const AssociationRequest& request)
-                            { return request.associations == *kept; }));
+    ASSERT_FALSE(requests.empty());
+    EXPECT_EQ(requests.back().associations, list);
+    EXPECT_TRUE(std::all_of(requests.begin(), requests.end(),
+                            [](const AssociationRequest& request)
+                            { return request.objectPath == kovd1; }));
 }
 
-TEST(TwoWorkers, pairOneProcessorOnceAndWriteItsTuple)
+TEST(TwoWorkers, pairOneProcessorOnceAndWriteItsTupleOnce)
 {
     for (int round = 0; round < rounds; ++round)
     {
         SCOPED_TRACE(round);
         resetStore();
-        runTogether({insertSmbiosSide, insertKovdSide});
+        runTogether({addSmbiosSide, addKovdSide});
         EXPECT_TRUE(isPair(cpu1, kovd1));
-        const AssociationList list = {cpuTupleOf(cpu1)};
-        EXPECT_EQ(written(kovd1), list);
-        const Requests requests = recorded_requests::all();
-        EXPECT_GE(requests.size(), 1U);
-        EXPECT_TRUE(std::all_of(requests.begin(), requests.end(),
-                                [&](const AssociationRequest& request) {
-                                    return request == AssociationRequest{kovd1, list};
-                                }));
+        expectList({cpuTupleOf(cpu1)});
+        EXPECT_EQ(recorded_requests::all().size(), 1U);
     }
 }
 
-TEST(TwoWorkers, recordEachCacheOnce)
+TEST(TwoWorkers, writeEveryCache)
 {
     for (int round = 0; round < rounds; ++round)
     {
@@ -93,17 +91,17 @@ TEST(TwoWorkers, recordEachCacheOnce)
         resetStore();
         runTogether({[]
                      {
-                         insertSmbiosSide();
-                         insertCaches();
+                         addSmbiosSide();
+                         addCaches();
                      },
-                     insertKovdSide});
+                     addKovdSide});
         EXPECT_TRUE(isPair(cpu1, kovd1));
         EXPECT_EQ(cachesOf(cpu1), (Paths{cacheA, cacheB, cacheC}));
-        expectOnlyItsTuples();
+        expectList(whole);
     }
 }
 
-TEST(TwoWorkers, gainFromAResyncBesideThem)
+TEST(TwoWorkers, recordEachCacheOnceBesideAPass)
 {
     for (int round = 0; round < rounds; ++round)
     {
@@ -111,16 +109,13 @@ TEST(TwoWorkers, gainFromAResyncBesideThem)
         resetStore();
         runTogether({[]
                      {
-                         insertCaches();
-                         insertSmbiosSide();
+                         addCaches();
+                         addSmbiosSide();
                      },
-                     insertKovdSide, CPUAssociation});
+                     addKovdSide, CPUAssociation});
         EXPECT_TRUE(isPair(cpu1, kovd1));
-        // Two searches at once may record a cache twice, but none is missing.
-        const Paths caches = cachesOf(cpu1);
-        EXPECT_EQ(std::set<string>(caches.begin(), caches.end()),
-                  (std::set<string>{cacheA, cacheB, cacheC}));
-        expectOnlyItsTuples();
+        EXPECT_EQ(cachesOf(cpu1), (Paths{cacheA, cacheB, cacheC}));
+        expectList(whole);
     }
 }
 
@@ -130,27 +125,23 @@ TEST(TwoWorkers, forgetAProcessorWhileItIsPaired)
     {
         SCOPED_TRACE(round);
         resetStore();
-        insertCaches();
-        insertSmbiosSide();
+        addCaches();
+        addSmbiosSide();
         runTogether({[]
                      {
-                         removeSMBIOSCPUAssoc(cpu1);
-                         removeSMBIOSCacheAssoc(cacheB);
+                         removeSmbios(cpu1, names::smbiosCpuInterface);
+                         removeSmbios(cacheB, names::smbiosCacheInterface);
                      },
-                     []
-                     {
-                         insertKovdSide();
-                         removeKOVDCPUAssoc(kovd1);
-                     },
-                     CPUAssociation});
+                     addKovdSide, CPUAssociation});
         EXPECT_FALSE(smbiosCPUObjs.hasObject(cpu1));
         EXPECT_FALSE(smbiosCacheObjs.hasObject(cacheB));
-        EXPECT_FALSE(kovdCPUObjs.hasObject(kovd1));
+        EXPECT_FALSE(isPathAssociated(smbiosSide, cpu1));
+        EXPECT_FALSE(isPathAssociated(kovdSide, kovd1));
+        EXPECT_EQ(cachesOf(cpu1), Paths{});
+        // Nothing was written, or it was taken back.
+        EXPECT_EQ(written(kovd1).value_or(AssociationList{}), AssociationList{});
         const Requests requests = recorded_requests::all();
-        for (const auto& [path, list] : requests)
-        {
-            EXPECT_EQ(path, kovd1);
-        }
+        EXPECT_TRUE(requests.empty() || requests.back().associations.empty());
     }
 }
 

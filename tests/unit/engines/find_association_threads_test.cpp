@@ -1,21 +1,20 @@
 /*
- * Both workers at once: whatever the interleaving, every slot ends up with its partner. Built with
- * the thread sanitizer these tests find races too.
+ * Both workers at once: whatever the order of their records, every slot ends up with its partner
+ * and is written once. Built with the thread sanitizer these tests find races too.
  */
+#include "base/names.hpp"
 #include "doubles/pcie_world.hpp"
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/records.hpp"
 #include "doubles/run_together.hpp"
 #include "engines/find_association.hpp"
-#include "objects/pcie_objects.hpp"
+#include "intake/workers.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <functional>
+#include <algorithm>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace
 {
@@ -34,19 +33,23 @@ std::string kovdPath(int number)
     return inventory + "board/pcie_slot" + std::to_string(number);
 }
 
-void insertSmbiosSlots()
+void addSmbiosSlots()
 {
     for (int number = 1; number <= slotCount; ++number)
     {
-        InsertSMBIOSPCIeSlotObj(smbiosPath(number), smbiosSlot(number));
+        processSmbiosRecord(
+            UTIL_SITE, addedRecord(smbiosPath(number), {{std::string(names::smbiosSlotInterface),
+                                                         smbiosSlot(number)}}));
     }
 }
 
-void insertKovdSlots()
+void addKovdSlots()
 {
     for (int number = slotCount; number >= 1; --number)
     {
-        InsertKOVDPCIeSlotObj(kovdPath(number), kovdSlot(number));
+        processKovdRecord(UTIL_SITE,
+                          addedRecord(kovdPath(number),
+                                      {{std::string(names::kovdSlotInterface), kovdSlot(number)}}));
     }
 }
 
@@ -58,40 +61,37 @@ void expectAllPaired()
     }
 }
 
-TEST(Workers, pairEverySlotThatBothInsert)
+TEST(Workers, pairEverySlotThatBothAdd)
 {
     recorded_log::setLevel(1);
-    runTogether({insertSmbiosSlots, insertKovdSlots});
+    runTogether({addSmbiosSlots, addKovdSlots});
     expectAllPaired();
-    std::size_t written = 0;
+    const Requests requests = recorded_requests::all();
     for (int number = 1; number <= slotCount; ++number)
     {
-        for (const AssociationRequest& request : recorded_requests::all())
-        {
-            if (request.objectPath == kovdPath(number))
-            {
-                EXPECT_EQ(request, paired(kovdPath(number), smbiosPath(number)));
-                ++written;
-            }
-        }
+        EXPECT_EQ(std::count(requests.begin(), requests.end(),
+                             paired(kovdPath(number), smbiosPath(number))),
+                  1)
+            << number;
     }
-    EXPECT_GE(written, std::size_t{slotCount}); // both may write one
-    EXPECT_EQ(written, recorded_requests::all().size());
+    EXPECT_EQ(requests.size(), std::size_t{slotCount});
 }
 
 TEST(Workers, pairEverySlotAgainAfterRemovals)
 {
     recorded_log::setLevel(1);
-    runTogether({insertSmbiosSlots, insertKovdSlots,
+    runTogether({addSmbiosSlots, addKovdSlots,
                  []
                  {
                      for (int number = 1; number <= slotCount; ++number)
                      {
-                         removeSMBIOSPCIeAssociations(smbiosPath(number));
+                         processSmbiosRecord(
+                             UTIL_SITE, removedRecord(smbiosPath(number),
+                                                      {std::string(names::smbiosSlotInterface)}));
                          AssociateSMBIOSPCIESlotsObjToKOVDObjs();
                      }
                  }});
-    insertSmbiosSlots();
+    addSmbiosSlots();
     expectAllPaired();
 }
 

@@ -29,7 +29,7 @@ using namespace cpu_world;
 using world::slot1;
 using world::smbios1;
 
-constexpr int rounds = 400;
+constexpr int rounds = 100;
 
 /** In the middle of a piece, now and then: another thread may go on here. */
 void giveWay(const LogLine& /*line*/)

@@ -35,7 +35,7 @@ using state::State;
 using state::Texts;
 using std::string;
 
-constexpr int defaultRounds = 100'000;
+constexpr int defaultRounds = 10'000;
 
 /** The same events meet so often: each time the threads are at other places. */
 constexpr int meetings = 10;

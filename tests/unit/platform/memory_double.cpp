@@ -1,11 +1,9 @@
 #include "memory_double.hpp"
 
 #include <cstdlib>
-#include <malloc.h>
 #include <new>
 
 thread_local bool noMemory = false;
-std::atomic<int> trims{0};
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
@@ -26,10 +24,4 @@ void operator delete(void* memory) noexcept
 void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
-}
-
-int malloc_trim(std::size_t) noexcept
-{
-    trims++;
-    return 1;
 }

@@ -632,29 +632,6 @@ TEST_F(Executor, AFailedRegistrationLeavesTheChannelWithoutALoop)
     EXPECT_EQ(log.ran, std::vector<int>{0});
 }
 
-TEST_F(Executor, GivesMemoryBackAfterABacklogOnly)
-{
-    ASSERT_EQ(registerLoop(), 0);
-    for (int i = 0; i < 1024; i++)
-    {
-        queue(run, i);
-    }
-    settle(); // whatever earlier tests ran, the count is at zero now
-    trims = 0;
-    for (int i = 0; i < 1023; i++)
-    {
-        queue(run, i);
-    }
-    settle();
-    EXPECT_EQ(trims, 0);
-    queue(run, 0);
-    settle();
-    EXPECT_EQ(trims, 1);
-    queue(run, 0);
-    settle();
-    EXPECT_EQ(trims, 1);
-}
-
 // From here on each test forks, for what a fork does or for a process that has no channel yet.
 class ExecutorInChild : public Executor
 {

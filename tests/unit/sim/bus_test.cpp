@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace
@@ -60,12 +61,103 @@ TEST(PrivateBus, CanBeEndedEarly)
         sim::BusError);
 }
 
+/** Another value of an environment variable, for a while. */
+class Environment
+{
+  public:
+    Environment(const char* name, const string& value) : name_(name)
+    {
+        const char* former = std::getenv(name);
+        former_ = former == nullptr ? std::optional<string>() : former;
+        setenv(name, value.c_str(), 1);
+    }
+    ~Environment()
+    {
+        former_ ? setenv(name_, former_->c_str(), 1) : unsetenv(name_);
+    }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+  private:
+    const char* name_;
+    std::optional<string> former_;
+};
+
+/** A folder of this name, and what is in it, while the test runs. */
+class Folder
+{
+  public:
+    explicit Folder(const string& name)
+    {
+        string parent = (std::filesystem::temp_directory_path() / "bus-XXXXXX").string();
+        parent_ = mkdtemp(parent.data());
+        std::filesystem::create_directory(path = parent_ / name);
+    }
+    ~Folder()
+    {
+        std::filesystem::remove_all(parent_);
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    std::filesystem::path path;
+
+  private:
+    std::filesystem::path parent_;
+};
+
+TEST(PrivateBus, LivesInAnyTemporaryFolder)
+{
+    for (const char* name :
+         {"two words", "a&b", "a;b", "a<b>", "a=b,c", "50%41", "\"'", "gr\xc3\xb6n"})
+    {
+        const Folder folder(name);
+        const Environment environment("TMPDIR", folder.path);
+        {
+            const sim::PrivateBus bus;
+            EXPECT_FALSE(std::filesystem::is_empty(folder.path)) << name;
+            const auto client = sim::connectTo(bus.address());
+            EXPECT_GE(sd_bus_request_name(client.get(), "com.example.Any", 0), 0) << name;
+        }
+        EXPECT_TRUE(std::filesystem::is_empty(folder.path)) << name;
+    }
+}
+
+TEST(PrivateBus, RefusesAFolderThatIsTooDeepForASocket)
+{
+    const Folder folder(string(200, 'x'));
+    const Environment environment("TMPDIR", folder.path);
+    try
+    {
+        const sim::PrivateBus bus;
+        FAIL() << bus.address();
+    }
+    catch (const sim::Error& error)
+    {
+        const std::size_t length =
+            folder.path.string().size() + string("/sim-bus-XXXXXX/socket").size();
+        EXPECT_EQ(string(error.what()), "private bus: the path of its socket would have " +
+                                            std::to_string(length) +
+                                            " bytes, and no more than 107 are possible: set TMPDIR "
+                                            "to a shorter folder");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path));
+}
+
+TEST(PrivateBus, LeavesAFolderThatItWasGiven)
+{
+    const Folder folder("given");
+    {
+        const sim::PrivateBus bus(folder.path);
+        EXPECT_EQ(folderOf(bus), folder.path);
+    }
+    EXPECT_TRUE(std::filesystem::exists(folder.path));
+}
+
 TEST(PrivateBus, SaysWhyItDidNotStart)
 {
-    const string path = std::getenv("PATH");
-    setenv("PATH", "/nowhere", 1);
+    const Environment environment("PATH", "/nowhere");
     EXPECT_THROW(sim::PrivateBus(), sim::Error);
-    setenv("PATH", path.c_str(), 1);
 }
 
 } // namespace

@@ -1,10 +1,13 @@
 /*
- * Giving memory back: what a burst of work took and freed goes from the C library to the system.
+ * What the C library keeps of freed memory.
  *
  * Any thread; takes the heap's own locks, so not with a mutex held that the SIGINT handler takes.
  * Never throws.
  */
 #pragma once
 
-/** Returns all free memory of the heap. Walks the whole heap: for the end of a burst. */
+/** Keeps the library from holding back more, the larger a freed block was. Before any thread. */
+void limitFreeHeap();
+
+/** Gives what is free in the heaps of all threads back to the system. Walks all of them. */
 void giveBackFreeHeap();

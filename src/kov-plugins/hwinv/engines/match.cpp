@@ -86,6 +86,14 @@ Verdict matchIfBay(std::string_view designation, std::string_view fqdd)
                                               : Condition::bayNamed;
 }
 
+/** Whether a designation fits a device of that type, for example NIC. */
+bool namesDevice(std::string_view designation, std::string_view deviceType)
+{
+    // "PCIe" may be any device; a placeholder stands for whatever device sits in the slot.
+    return containsNoCase(designation, deviceType) || containsNoCase(designation, "PCIe") ||
+           equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
+}
+
 Verdict matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
 {
     const PropertyValue* slotId = find(smbios, names::slotId);
@@ -239,12 +247,7 @@ Verdict matchFQDD(std::string_view designation, std::string_view fqdd)
     {
         return Condition::slotNamed;
     }
-    // The designation names the device, or says PCIe, which any device may be; a placeholder stands
-    // for whatever device sits in the slot.
-    const bool named = containsNoCase(designation, deviceType) ||
-                       containsNoCase(designation, "PCIe") ||
-                       equalsExact(toUpperCopy(deviceType), "PCIESLOTPLACEHOLDER");
-    return named ? Condition::none : Condition::deviceNamed;
+    return namesDevice(designation, deviceType) ? Condition::none : Condition::deviceNamed;
 }
 
 SlotVerdict compareSlots(int smbiosSlot, int fqddSlot)

@@ -1,11 +1,11 @@
 #include "frame/startup.hpp"
 
 #include "base/failure.hpp"
-#include "base/heap.hpp"
 #include "base/names.hpp"
 #include "base/sigint_block.hpp"
 #include "bus/association_writer.hpp"
 #include "bus/connection.hpp"
+#include "bus/idle_heap.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "frame/shutdown.hpp"
@@ -63,6 +63,7 @@ sdeventplus::Event attachToMainLoop(sd_bus* bus)
     auto event = sdeventplus::Event::get_default();
     checkBusResult(sd_bus_attach_event(bus, event.get(), SD_EVENT_PRIORITY_NORMAL),
                    "sd_bus_attach_event");
+    giveBackHeapWhenIdle(event.get());
     return event;
 }
 
@@ -81,12 +82,20 @@ void registerExecutor(const Site& site, sdeventplus::Event& event)
 void startEventThreads()
 {
     endProcessWithMain();
-    smbiosWorkerThread = startThread("SMBIOS worker", processSmbiosMessagesInQueue);
-    kovdWorkerThread = startThread("KOVD worker", processKovdMessagesInQueue);
+    smbiosWorkerThread = startThread(
+        {"The SMBIOS worker thread has ended: %s", "The SMBIOS worker thread has ended"},
+        processSmbiosMessagesInQueue);
+    kovdWorkerThread =
+        startThread({"The KOVD worker thread has ended: %s", "The KOVD worker thread has ended"},
+                    processKovdMessagesInQueue);
     smbiosWorkerThread.detach();
     kovdWorkerThread.detach();
-    startThread("subscription", SubscribeToEvents).detach();
-    startThread("recovery", startRecovery).detach();
+    startThread({"The subscription thread has ended: %s", "The subscription thread has ended"},
+                SubscribeToEvents)
+        .detach();
+    startThread({"The recovery thread has ended: %s", "The recovery thread has ended"},
+                startRecovery)
+        .detach();
 }
 
 void runStartUpPasses()
@@ -94,19 +103,21 @@ void runStartUpPasses()
     GetAllManagedObjects();
     AssociateSMBIOSPCIESlotsObjToKOVDObjs();
     CPUAssociation();
-    giveBackFreeHeap(); // two whole inventories have passed through the heap
+    noteHeapUse(); // two whole inventories have passed through the heap
 }
 
 void startFallbackThread()
 {
-    startThread("fallback", startDelayedFallbackResync).detach();
+    startThread({"The fallback thread has ended: %s", "The fallback thread has ended"},
+                startDelayedFallbackResync)
+        .detach();
 }
 
-std::thread startThread(const char* name, void (*body)())
+std::thread startThread(const FailureLines& end, void (*body)())
 {
     const SigintBlock block; // a thread is born with its creator's mask
     return std::thread(
-        [name, body]
+        [end, body]
         {
             try
             {
@@ -114,9 +125,7 @@ std::thread startThread(const char* name, void (*body)())
             }
             catch (...)
             {
-                UTIL_LOG(level::error, "The %s thread has ended", name);
-                logFailure(UTIL_SITE,
-                           {"Its body threw: %s", "Its body threw no standard exception"});
+                logFailure(UTIL_SITE, end);
             }
         });
 }

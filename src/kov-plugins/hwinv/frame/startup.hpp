@@ -6,7 +6,7 @@
  */
 #pragma once
 
-#include "base/log.hpp"
+#include "base/failure.hpp"
 
 #include <sdeventplus/event.hpp>
 #include <systemd/sd-bus.h>
@@ -45,10 +45,10 @@ void runStartUpPasses();
 void startFallbackThread();
 
 /**
- * A thread that SIGINT never interrupts. Whatever leaves its body is logged under `name`, without
- * heap memory, and ends the thread alone. Both pointers outlive the thread.
+ * A thread that SIGINT never interrupts. Whatever leaves its body is logged in the words of `end`,
+ * without heap memory, and ends the thread alone. What the words point to outlives the thread.
  */
-std::thread startThread(const char* name, void (*body)());
+std::thread startThread(const FailureLines& end, void (*body)());
 
 /** `status`, with SIGINT blocked for good: the handler must not meet what exit destroys. */
 int leave(int status);

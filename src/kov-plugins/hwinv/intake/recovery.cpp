@@ -25,8 +25,8 @@
 
 #include "base/clock.hpp"
 #include "base/failure.hpp"
-#include "base/heap.hpp"
 #include "base/recovery_request.hpp"
+#include "bus/idle_heap.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "intake/discovery.hpp"
@@ -118,7 +118,7 @@ void startRecovery()
     while (awaitRequest())
     {
         resync(UTIL_SITE);
-        giveBackFreeHeap(); // two whole inventories have passed through the heap
+        noteHeapUse(); // two whole inventories have passed through the heap
         if (!coolDown(UTIL_SITE))
         {
             break;

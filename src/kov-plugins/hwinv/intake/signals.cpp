@@ -21,6 +21,7 @@
 #include "base/failure.hpp"
 #include "base/names.hpp"
 #include "bus/connection.hpp"
+#include "bus/idle_heap.hpp"
 #include "intake/signal_decoding.hpp"
 
 #include <sdeventplus/event.hpp>
@@ -118,6 +119,7 @@ try
     while (true)
     {
         event.run(std::nullopt);
+        noteHeapUse();
     }
 }
 catch (...)

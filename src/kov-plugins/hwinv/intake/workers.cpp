@@ -20,24 +20,20 @@
 #include "intake/workers.hpp"
 
 #include "base/failure.hpp"
-#include "base/heap.hpp"
 #include "base/names.hpp"
 #include "base/recovery_request.hpp"
+#include "bus/idle_heap.hpp"
 #include "intake/rows.hpp"
 #include "store/one_piece.hpp"
 #include "store/store.hpp"
 
 #include <array>
-#include <cstddef>
 #include <exception>
 #include <list>
 #include <utility>
 
 namespace
 {
-
-/** So many records leave enough free heap behind to be worth giving back. */
-constexpr std::size_t trimAfter = 1024;
 
 void changeProperties(const Site& site, const InsertRow* row, const SignalRecord& record)
 {
@@ -224,24 +220,13 @@ std::list<SignalRecord> awaitRecord(MessageQueue& queue) EXCLUDES(queue.mutex)
     return next;
 }
 
-bool isIdle(MessageQueue& queue) EXCLUDES(queue.mutex)
-{
-    MutexLock lock(queue.mutex);
-    return queue.records.empty();
-}
-
 void work(const Site& site, MessageQueue& queue, void (*process)(const Site&, const SignalRecord&))
 {
-    std::size_t sinceTrim = 0;
     for (auto next = awaitRecord(queue); !next.empty(); next = awaitRecord(queue))
     {
         process(site, next.front());
         next.clear();
-        if (++sinceTrim >= trimAfter && isIdle(queue))
-        {
-            giveBackFreeHeap();
-            sinceTrim = 0;
-        }
+        noteHeapUse();
     }
 }
 
