@@ -13,6 +13,7 @@
 #include <iterator>
 #include <poll.h>
 #include <signal.h>
+#include <string_view>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -27,8 +28,8 @@ namespace
 
 constexpr std::chrono::seconds startLimit(10);
 
-/** The descriptor on which the daemon finds the pipe for its address. */
-constexpr int addressDescriptor = 3;
+/** The descriptor on which the child finds the pipe for its address, or the socket to listen at. */
+constexpr int handedDescriptor = 3;
 
 [[noreturn]] void failWithErrno(const std::string& attempted)
 {
@@ -93,8 +94,15 @@ std::string configuration(const std::string& folder)
 )";
 }
 
-/** In the child, between fork and exec: only calls that are safe there. */
-[[noreturn]] void becomeDaemon(pid_t parent, int addressPipe, int log, const char* configArgument)
+bool wantsBroker()
+{
+    const char* wanted = std::getenv("HWINV_BUS");
+    return wanted != nullptr && std::string_view(wanted) == "dbus-broker";
+}
+
+/** In the child, between fork and exec: only calls that are safe there. `handed` gets the first
+ *  descriptor after the standard ones. */
+void prepareChild(pid_t parent, int handed, int log)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
@@ -109,14 +117,45 @@ std::string configuration(const std::string& folder)
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     // dup2 onto itself would keep close-on-exec.
-    const bool inPlace = addressPipe == addressDescriptor;
-    if (inPlace ? fcntl(addressPipe, F_SETFD, 0) < 0 : dup2(addressPipe, addressDescriptor) < 0)
+    const bool inPlace = handed == handedDescriptor;
+    if (inPlace ? fcntl(handed, F_SETFD, 0) < 0 : dup2(handed, handedDescriptor) < 0)
     {
         _exit(127);
     }
+}
+
+[[noreturn]] void becomeDaemon(pid_t parent, int addressPipe, int log, const char* configArgument)
+{
+    prepareChild(parent, addressPipe, log);
     execlp("dbus-daemon", "dbus-daemon", configArgument, "--nofork", "--nopidfile", "--nosyslog",
            "--print-address=3", static_cast<char*>(nullptr));
     _exit(127);
+}
+
+/** The launcher wants to be told its own number along with the socket, which only a shell between
+ *  fork and exec can do without touching the heap. */
+[[noreturn]] void becomeBroker(pid_t parent, int listener, int log, const char* configArgument)
+{
+    prepareChild(parent, listener, log);
+    execlp("sh", "sh", "-c",
+           "LISTEN_FDS=1 LISTEN_PID=$$ exec dbus-broker-launch --scope=user \"$0\"", configArgument,
+           static_cast<char*>(nullptr));
+    _exit(127);
+}
+
+int listenAt(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listener < 0 ||
+        bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0 ||
+        listen(listener, SOMAXCONN) < 0)
+    {
+        failWithErrno("listen at " + path);
+    }
+    return listener;
 }
 
 /** The first line that comes out of `pipe`; empty when it ends or the time runs out before. */
@@ -215,6 +254,11 @@ void PrivateBus::start()
     {
         throw Error("private bus: cannot write " + file);
     }
+    wantsBroker() ? startBroker("--config-file=" + file) : startDaemon("--config-file=" + file);
+}
+
+void PrivateBus::startDaemon(const std::string& configArgument)
+{
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) < 0)
     {
@@ -222,7 +266,6 @@ void PrivateBus::start()
     }
     const std::string logFile = folder_ + "/daemon.log";
     const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    const std::string configArgument = "--config-file=" + file;
     const pid_t parent = getpid();
     pid_ = fork();
     if (pid_ == 0)
@@ -243,6 +286,31 @@ void PrivateBus::start()
     {
         throw Error("private bus: dbus-daemon did not start: " + textOf(logFile));
     }
+}
+
+/** Who connects before the broker is up waits in the socket's queue; when the broker ends without
+ *  having come up, nobody holds the socket any more and the connection breaks. */
+void PrivateBus::startBroker(const std::string& configArgument)
+{
+    const std::string path = socketIn(folder_);
+    const int listener = listenAt(path);
+    const std::string logFile = folder_ + "/daemon.log";
+    const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const pid_t parent = getpid();
+    pid_ = fork();
+    if (pid_ == 0)
+    {
+        becomeBroker(parent, listener, log, configArgument.c_str());
+    }
+    const int forkError = errno;
+    close(listener);
+    close(log);
+    if (pid_ < 0)
+    {
+        errno = forkError;
+        failWithErrno("start dbus-broker");
+    }
+    address_ = "unix:path=" + escapeForAddress(path);
 }
 
 void PrivateBus::kill()

@@ -7,9 +7,11 @@
 // as the path of a socket can be, which is 107 bytes.
 //
 // Everything is allowed on it (names, signals, monitoring) and its limits are far above what the
-// tests and benches need. Destruction ends the daemon and removes the folder that it made. Should
-// the thread that made the bus end without destruction, the kernel ends the daemon. One thread
-// makes and destroys it; address() may be read by any thread.
+// tests and benches need. With HWINV_BUS=dbus-broker in the environment it is a dbus-broker, which
+// needs a journal's socket and a session bus to be there; scripts/test --bus provides both.
+// Destruction ends the daemon and removes the folder that it made. Should the thread that made the
+// bus end without destruction, the kernel ends the daemon. One thread makes and destroys it;
+// address() may be read by any thread.
 
 #include <string>
 #include <sys/types.h>
@@ -50,6 +52,8 @@ class PrivateBus
     void startOrCleanUp();
     void start();
     void cleanUp();
+    void startDaemon(const std::string& configArgument);
+    void startBroker(const std::string& configArgument);
 
     std::string folder_;
     bool ownsFolder_ = false;
