@@ -51,14 +51,15 @@ void insertObjects(const Site& site, const char* label, const std::array<InsertR
 {
     for (const auto& [objectPath, interfaces] : objects)
     {
+        const std::string& path = objectPath.str;
         const auto insert =
             [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
         {
-            LOG_AT(site, level::error, "%s = %s", label, objectPath.str.c_str());
-            row.operation(objectPath.str, properties);
+            LOG_AT(site, level::error, "%s = %s", label, path.c_str());
+            row.operation(path, properties);
         };
         MutexLock piece(pieceMutex);
-        visitRows(rows, objectPath.str, interfaces, insert);
+        visitRows(rows, path, interfaces, insert);
     }
 }
 
