@@ -120,7 +120,7 @@ TEST_F(Io, CallbackGetsDescriptorAndEvents)
               ++calls;
               EXPECT_EQ(fd, ends[0]);
               EXPECT_EQ(revents, uint32_t{EPOLLIN});
-              EXPECT_EQ(self.get_event().get(), event.get());
+              EXPECT_EQ(sd_event_source_get_event(self.get()), event.get());
               drain();
           });
     EXPECT_FALSE(runs());
@@ -133,7 +133,7 @@ TEST_F(Io, CallbackGetsDescriptorAndEvents)
 TEST_F(Io, CallbackEndsTheLoop)
 {
     IO io(event, ends[0], EPOLLIN,
-          [](IO& self, int, uint32_t) { sd_event_exit(self.get_event().get(), 7); });
+          [](IO& self, int, uint32_t) { sd_event_exit(sd_event_source_get_event(self.get()), 7); });
     send();
     EXPECT_EQ(event.loop(), 7);
 }

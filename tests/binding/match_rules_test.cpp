@@ -10,7 +10,7 @@ namespace rules = sdbusplus::bus::match::rules;
 
 TEST(MatchRules, PartsEndWithAComma)
 {
-    EXPECT_EQ(rules::type::signal(), "type='signal',");
+    EXPECT_EQ(std::string(rules::type::signal()), "type='signal',");
     EXPECT_EQ(rules::sender("a.b"), "sender='a.b',");
     EXPECT_EQ(rules::interface("a.b"), "interface='a.b',");
     EXPECT_EQ(rules::member("M"), "member='M',");

@@ -77,6 +77,11 @@ int answer(sd_bus_message* m, void*, sd_bus_error*)
     {
         return sd_bus_reply_method_errorf(m, "test.Error.Refused", "not today");
     }
+    if (method == "RefuseWithoutText")
+    {
+        const sd_bus_error noText = SD_BUS_ERROR_MAKE_CONST("test.Error.Refused", nullptr);
+        return sd_bus_reply_method_error(m, &noText);
+    }
     if (method == "Emit")
     {
         return emitText(m);

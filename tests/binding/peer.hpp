@@ -4,10 +4,11 @@
  *
  * As the bus it gives the name ":1.7" and accepts every match rule but one with the path /refused.
  * As the object it has the methods
- *   Echo(s) -> s  answers the text,
- *   Refuse()      answers the error test.Error.Refused, "not today",
- *   Ignore()      answers never,
- *   Emit(s)       sends the signal test.Peer.Emitted(s), then answers.
+ *   Echo(s) -> s         answers the text,
+ *   Refuse()             answers the error test.Error.Refused, "not today",
+ *   RefuseWithoutText()  answers the same error without a text,
+ *   Ignore()             answers never,
+ *   Emit(s)              sends the signal test.Peer.Emitted(s), then answers.
  *
  * Made and destroyed by the main thread; its own thread ends when the client's end is closed.
  */

@@ -36,7 +36,6 @@ COVERED_ELSEWHERE = {
     "base/clock.cpp": "the slow suite; everything else takes a double in its place",
     "base/heap.cpp": "one call of the C library",
     "bus/connection.cpp": "the bus suite: it needs a bus",
-    "frame/startup.cpp": "the bus suite: it is the start of the daemon",
     "intake/discovery.cpp": "the bus suite: it needs a bus with services",
     "objects/kept_properties.cpp": "the tests of the inserts, its only callers",
     "store/one_piece.cpp": "interleavings_test.cpp and workers_threads_test.cpp",

@@ -1,5 +1,6 @@
 #include "rig/settle.hpp"
 
+#include "rig/backlog.hpp"
 #include "sim/names.hpp"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <charconv>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace rig
 {
@@ -79,6 +81,18 @@ void probe(sim::Service& service, const Daemon& daemon, Clock::time_point deadli
     throw sim::Timeout("the daemon does not work off what " + service.profile().busName + " sends");
 }
 
+void waitForWrites(const Daemon& daemon, Clock::time_point deadline)
+{
+    while (hasBacklog(daemon.pid()))
+    {
+        if (Clock::now() > deadline)
+        {
+            throw sim::Timeout("the daemon does not come to the end of its writes");
+        }
+        std::this_thread::sleep_for(1ms); // nobody says when; the fact itself is looked at
+    }
+}
+
 void waitForName(Observer& observer, const Daemon& daemon, Clock::time_point deadline)
 {
     while (!observer.waitForOwner(daemonName, 100ms))
@@ -111,8 +125,8 @@ void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Ser
             probe(*service, daemon, deadline);
         }
     }
-    observer.ping(daemonName);
-    observer.ping(daemonName);
+    waitForWrites(daemon, deadline);
+    observer.ping(daemonName); // the last write may still be on its way
     daemon.catchUp();
 }
 

@@ -4,8 +4,8 @@
 //
 // A probe takes the road of every signal: an empty PropertiesChanged of an object that does not
 // exist. The daemon's worker says so in its log and does nothing more. Since each road keeps its
-// order, all that a service sent before the probe has been worked off when that line appears; the
-// main loop's answer to two pings then says that every association has been written.
+// order, all that a service sent before the probe has been worked off when that line appears. Then
+// the main loop is given the time to write every association that waits.
 //
 // What the recovery thread is asked for starts 5 s later and is not waited for. A daemon whose
 // workers were released by an interrupt never settles.

@@ -294,7 +294,7 @@ void PrivateBus::startDaemon(const std::string& configArgument)
  *  having come up, nobody holds the socket any more and the connection breaks. */
 void PrivateBus::startBroker(const std::string& configArgument)
 {
-    const std::string path = folder_ + "/socket";
+    const std::string path = socketIn(folder_);
     const int listener = listenAt(path);
     const std::string logFile = folder_ + "/daemon.log";
     const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
@@ -312,7 +312,7 @@ void PrivateBus::startBroker(const std::string& configArgument)
         errno = forkError;
         failWithErrno("start dbus-broker");
     }
-    address_ = "unix:path=" + path;
+    address_ = "unix:path=" + escapeForAddress(path);
 }
 
 void PrivateBus::kill()

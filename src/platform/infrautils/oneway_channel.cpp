@@ -18,13 +18,11 @@
  *
  * One unit runs for each turn that the loop gives to the pipe. A unit may block for as long as a
  * method call may take, and until it returns the loop can serve nobody else. What has become ready
- * in the meantime must not wait for a second unit. But a loop that finds the pipe and another
- * source ready at the same time may start with either. So after a unit the next one steps back
- * until everybody else has been served: the loop dispatches what has been ready longest first, so
- * when it comes back to the pipe in two iterations in a row, nothing was waiting at the first of
- * them. The number of turns given away is limited, or a peer that floods us with messages would
- * stop the units altogether. All this concerns sources of the same priority, which is the normal
- * one.
+ * in the meantime must not wait for a second unit. So the pipe has a priority below the normal one,
+ * and its turn comes when nobody else is ready: a message that a bus connection has read already,
+ * while it waited for another one, counts as ready like one that is still in the socket. A peer
+ * that floods us with messages would then stop the units altogether; after a number of iterations
+ * without a unit the next one goes at the normal priority, where it has waited longest.
  *
  * A unit that fails costs only itself. Its result is not looked at, for it has said itself what
  * went wrong; what it throws becomes one line here.
@@ -73,14 +71,9 @@ constexpr const char* file = "oneway_channel";
 
 // How many messages, say, of a connection on the same loop may go before the next unit. So many
 // hardly ever wait at once; a peer that sends more than that gets them handled more slowly.
-constexpr int turnsBetweenUnits = 16;
+constexpr int iterationsForOthers = 16;
 
-std::uint64_t iterationOf(const sdeventplus::Event& loop)
-{
-    std::uint64_t iteration = 0;
-    sd_event_get_iteration(loop.get(), &iteration);
-    return iteration;
-}
+constexpr std::int64_t behindOthers = SD_EVENT_PRIORITY_NORMAL + 1;
 
 } // namespace
 
@@ -170,18 +163,21 @@ int OneWayChannel::RegisterEventLoop(sdeventplus::Event& loop, void* context, Ca
         source_.swap(source);
     }
     source.reset(); // A loop does not take the same descriptor twice.
-    turnsForOthers_ = 0;
     try
     {
         source = std::make_unique<sdeventplus::source::IO>(
             loop, readEnd_, EPOLLIN,
-            [this](const sdeventplus::source::IO& self, int, std::uint32_t)
-            { serve(iterationOf(self.get_event())); });
+            [this](sdeventplus::source::IO&, int, std::uint32_t) { runOldest(); });
     }
     catch (const std::exception&)
     {
         return -1;
     }
+    if (sd_event_source_set_prepare(source->get(), beforeIteration) < 0)
+    {
+        return -1;
+    }
+    stepBack(source->get());
     // The earlier callback, now in the parameter, goes when the mutex is free again.
     const std::lock_guard lock{oneWayChannelOperationMutex};
     source_.swap(source);
@@ -231,16 +227,28 @@ bool OneWayChannel::wakeLoop() const
     return written == 1 || errno == EAGAIN;
 }
 
-void OneWayChannel::serve(std::uint64_t turn)
+// Behind others until they have had their iterations.
+void OneWayChannel::stepBack(sd_event_source* source)
 {
-    if (turnsForOthers_ > 0 && turn != lastTurnGivenAway_ + 1)
+    iterationsWithoutUnit_ = 0;
+    sd_event_source_set_priority(source, behindOthers);
+}
+
+// The loop calls this in each iteration, before it looks for what is ready.
+int OneWayChannel::beforeIteration(sd_event_source* source, void* /*userdata*/)
+{
+    OneWayChannel* const channel = instance.load();
+    if (channel != nullptr && channel->iterationsWithoutUnit_ <= iterationsForOthers &&
+        ++channel->iterationsWithoutUnit_ > iterationsForOthers)
     {
-        turnsForOthers_--;
-        lastTurnGivenAway_ = turn;
-        return;
+        sd_event_source_set_priority(source, SD_EVENT_PRIORITY_NORMAL);
     }
-    turnsForOthers_ = turnsBetweenUnits;
-    lastTurnGivenAway_ = 0;
+    return 0;
+}
+
+void OneWayChannel::runOldest()
+{
+    stepBack(source_->get());
     Units unit;
     {
         const std::lock_guard lock{oneWayChannelOperationMutex};

@@ -105,8 +105,10 @@ class OneWayChannel
     void emptyPipe() const;
 
     // The loop's thread only.
-    /** For a loop that finds the pipe readable. The turn is the number of its iteration. */
-    void serve(std::uint64_t turn);
+    /** When the loop finds the pipe readable. */
+    void runOldest();
+    void stepBack(sd_event_source* source);
+    static int beforeIteration(sd_event_source* source, void* userdata);
     void runUnit(const Unit& unit) noexcept;
 
     int readEnd_ = -1;
@@ -120,8 +122,7 @@ class OneWayChannel
     Units pending_;
 
     // The loop's thread only.
-    int turnsForOthers_ = 0;              // what is left of the turns that others get before a unit
-    std::uint64_t lastTurnGivenAway_ = 0; // since the last unit; 0: none
+    int iterationsWithoutUnit_ = 0; // counts until others have had theirs
 };
 
 } // namespace infrautils

@@ -1,9 +1,8 @@
 /* Reading C++ values out of a message.
  *
  * read(m, a, b...) reads the next values of the message in order and moves the read position behind
- * them. A container keeps what it already holds: arrays are added at its end, and of several values
- * for one key the first stays. A variant whose type fits no alternative is skipped and becomes a
- * default-constructed first alternative.
+ * them. Of several values for one key the first stays. A variant whose type fits no alternative is
+ * skipped and becomes a default-constructed first alternative.
  *
  * A value of another type than the message has next, or a malformed message, throws SdBusError,
  * whose text names the sd-bus call and the kind of value; the read position is then undefined.
@@ -18,9 +17,11 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <string>
-#include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -31,19 +32,17 @@ namespace message
 {
 
 template <typename... Args>
-void read(sd_bus_message* m, Args&&... args);
+void read(sd_bus_message* m, Args&... args);
 
 namespace details
 {
 
-/// How a value of one type is read; here numbers and C strings, which stay inside the message.
+/// How a value of one type is read; here numbers.
 template <typename T>
 struct reader
 {
     static void read(sd_bus_message* m, T& value)
     {
-        static_assert(types::plain_number<T> || std::is_same_v<T, const char*>,
-                      "a value of this type cannot be read from a message");
         internal::check(sd_bus_message_read_basic(m, types::type_character<T>, &value),
                         "sd_bus_message_read_basic fundamental");
     }
@@ -61,65 +60,57 @@ struct reader<bool>
     }
 };
 
-template <>
-struct reader<unix_fd>
+/// Reads a text; `type` tells a string from an object path.
+inline void read_text(sd_bus_message* m, char type, std::string& value)
 {
-    static void read(sd_bus_message* m, unix_fd& value)
-    {
-        internal::check(sd_bus_message_read_basic(m, 'h', &value.fd),
-                        "sd_bus_message_read_basic unix_fd");
-    }
-};
+    const char* text = nullptr;
+    internal::check(sd_bus_message_read_basic(m, type, &text), "sd_bus_message_read_basic string");
+    value = std::string(text);
+}
 
-template <typename T>
-struct text_reader
+template <>
+struct reader<std::string>
 {
-    static void read(sd_bus_message* m, T& value)
+    static void read(sd_bus_message* m, std::string& value)
     {
-        const char* text = nullptr;
-        internal::check(sd_bus_message_read_basic(m, types::type_character<T>, &text),
-                        "sd_bus_message_read_basic string");
-        value = std::string(text);
+        read_text(m, 's', value);
     }
 };
 
 template <>
-struct reader<std::string> : text_reader<std::string>
+struct reader<object_path>
 {
+    static void read(sd_bus_message* m, object_path& value)
+    {
+        read_text(m, 'o', value.str);
+    }
 };
 
-template <typename Kind>
-struct reader<tagged_string<Kind>> : text_reader<tagged_string<Kind>>
-{
-};
-
-/// Adds a whole array of numbers at once. False when the message has foreign byte order: sd-bus
-/// then leaves the array to be read number by number.
-template <types::plain_number T>
-bool read_number_array(sd_bus_message* m, std::vector<T>& items)
+/// Adds a whole array of bytes at once. False when the message has foreign byte order: sd-bus then
+/// leaves the array to be read byte by byte.
+inline bool read_bytes(sd_bus_message* m, std::vector<std::uint8_t>& items)
 {
     const void* data = nullptr;
     std::size_t size = 0;
-    const int result = sd_bus_message_read_array(m, types::type_character<T>, &data, &size);
+    const int result = sd_bus_message_read_array(m, 'y', &data, &size);
     if (result == -EOPNOTSUPP)
     {
         return false;
     }
     internal::check(result, "sd_bus_message_enter_container emplace_back_container");
-    const T* first = static_cast<const T*>(data);
-    items.insert(items.end(), first, first + size / sizeof(T));
+    const auto* first = static_cast<const std::uint8_t*>(data);
+    items.insert(items.end(), first, first + size);
     return true;
 }
 
-template <types::sequence T>
-struct reader<T>
+template <typename Item>
+struct reader<std::vector<Item>>
 {
-    static void read(sd_bus_message* m, T& items)
+    static void read(sd_bus_message* m, std::vector<Item>& items)
     {
-        using Item = typename T::value_type;
-        if constexpr (types::plain_number<Item> && std::is_same_v<T, std::vector<Item>>)
+        if constexpr (std::is_same_v<Item, std::uint8_t>)
         {
-            if (read_number_array(m, items))
+            if (read_bytes(m, items))
             {
                 return;
             }
@@ -128,9 +119,8 @@ struct reader<T>
     }
 
   private:
-    static void read_items(sd_bus_message* m, T& items)
+    static void read_items(sd_bus_message* m, std::vector<Item>& items)
     {
-        using Item = typename T::value_type;
         internal::check(sd_bus_message_enter_container(m, 'a', types::signature_of<Item>.c_str()),
                         "sd_bus_message_enter_container emplace_back_container");
         int at_end = 0;
@@ -146,50 +136,36 @@ struct reader<T>
     }
 };
 
-/// The item of a keyed container while it is read: a map's own pairs have a constant key.
-template <typename T>
-struct readable_item
+template <typename Key, typename Value, typename Less>
+struct reader<std::map<Key, Value, Less>>
 {
-    using type = T;
-};
-
-template <typename Key, typename Value>
-struct readable_item<std::pair<const Key, Value>>
-{
-    using type = std::pair<Key, Value>;
-};
-
-template <types::keyed_container T>
-struct reader<T>
-{
-    static void read(sd_bus_message* m, T& items)
+    static void read(sd_bus_message* m, std::map<Key, Value, Less>& items)
     {
-        using Item = typename readable_item<typename T::value_type>::type;
-        internal::check(sd_bus_message_enter_container(m, 'a', types::signature_of<Item>.c_str()),
+        // The signature of the map without its "a".
+        constexpr auto contents = types::signature_of<std::map<Key, Value, Less>>;
+        internal::check(sd_bus_message_enter_container(m, 'a', contents.c_str() + 1),
                         "sd_bus_message_enter_container emplace_container");
         int at_end = 0;
         while ((at_end = sd_bus_message_at_end(m, false)) == 0)
         {
-            Item item{};
-            reader<Item>::read(m, item);
-            items.emplace(std::move(item));
+            read_entry(m, items);
         }
         internal::check(at_end, "sd_bus_message_at_end emplace_container");
         internal::check(sd_bus_message_exit_container(m),
                         "sd_bus_message_exit_container emplace_container");
     }
-};
 
-template <typename First, typename Second>
-struct reader<std::pair<First, Second>>
-{
-    static void read(sd_bus_message* m, std::pair<First, Second>& value)
+  private:
+    static void read_entry(sd_bus_message* m, std::map<Key, Value, Less>& items)
     {
-        constexpr auto contents = types::signature_of_all<First, Second>;
+        constexpr auto contents = types::signature_of_all<Key, Value>;
+        Key key{};
+        Value value{};
         internal::check(sd_bus_message_enter_container(m, 'e', contents.c_str()),
                         "sd_bus_message_enter_container pair");
-        message::read(m, value.first, value.second);
+        message::read(m, key, value);
         internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container pair");
+        items.emplace(std::move(key), std::move(value));
     }
 };
 
@@ -238,12 +214,9 @@ struct reader<std::variant<Alternatives...>>
         }
         internal::check(sd_bus_message_enter_container(m, 'v', expected.c_str()),
                         "sd_bus_message_enter_container variant");
-        if constexpr (!std::is_same_v<Alternative, std::monostate>)
-        {
-            Alternative inside{};
-            reader<Alternative>::read(m, inside);
-            value = std::move(inside);
-        }
+        Alternative inside{};
+        reader<Alternative>::read(m, inside);
+        value = std::move(inside);
         internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container variant");
         return true;
     }
@@ -252,9 +225,9 @@ struct reader<std::variant<Alternatives...>>
 } // namespace details
 
 template <typename... Args>
-void read([[maybe_unused]] sd_bus_message* m, Args&&... args)
+void read(sd_bus_message* m, Args&... args)
 {
-    (details::reader<std::remove_reference_t<Args>>::read(m, args), ...);
+    (details::reader<Args>::read(m, args), ...);
 }
 
 } // namespace message

@@ -2,22 +2,21 @@
  *
  * signature_of<T> is the signature of one value of type T as a null-terminated constant: "s" for a
  * std::string, "a{sv}" for a map from std::string to a variant, "(sss)" for a tuple of three. For a
- * type that the bus cannot carry it does not compile.
+ * type that is not listed here it does not compile.
  *
- * Constants only.
+ * Object paths have a type of their own, so that they are read as what they are. Nothing checks
+ * that one is valid.
+ *
+ * Constants and plain values.
  */
 #pragma once
 
-#include <sdbusplus/message/native_types.hpp>
-
-#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <type_traits>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -25,6 +24,17 @@ namespace sdbusplus
 {
 namespace message
 {
+
+struct object_path
+{
+    std::string str;
+
+    friend bool operator<(const object_path& left, const object_path& right)
+    {
+        return left.str < right.str;
+    }
+};
+
 namespace types
 {
 
@@ -65,17 +75,11 @@ constexpr fixed_text<Left + Right> operator+(const fixed_text<Left>& left,
     return joined;
 }
 
-/// Without const and reference; every kind of C string, also a literal, counts as const char*.
-template <typename T>
-using bare_t = std::conditional_t<std::is_same_v<std::decay_t<T>, char*>, const char*,
-                                  std::conditional_t<std::is_array_v<std::remove_reference_t<T>>,
-                                                     std::decay_t<T>, std::remove_cvref_t<T>>>;
-
 template <typename T>
 struct type_signature;
 
 template <typename T>
-inline constexpr auto signature_of = type_signature<bare_t<T>>::value;
+inline constexpr auto signature_of = type_signature<T>::value;
 
 /// The signatures of several values in a row.
 template <typename... Types>
@@ -101,32 +105,11 @@ template <> struct type_signature<std::uint32_t> : basic_type<'u'> {};
 template <> struct type_signature<std::int64_t> : basic_type<'x'> {};
 template <> struct type_signature<std::uint64_t> : basic_type<'t'> {};
 template <> struct type_signature<double> : basic_type<'d'> {};
-template <> struct type_signature<const char*> : basic_type<'s'> {};
 template <> struct type_signature<std::string> : basic_type<'s'> {};
 template <> struct type_signature<object_path> : basic_type<'o'> {};
-template <> struct type_signature<signature> : basic_type<'g'> {};
-template <> struct type_signature<unix_fd> : basic_type<'h'> {};
 template <typename... Alternatives>
 struct type_signature<std::variant<Alternatives...>> : basic_type<'v'> {};
 // clang-format on
-
-/// Not every revision of the library takes a view, so the subset takes none.
-template <>
-struct type_signature<std::string_view>;
-
-/// Stands for "no value" in a variant: its signature is empty, so no value on the bus has its type.
-template <>
-struct type_signature<std::monostate>
-{
-    static constexpr auto value = fixed_text<0>{};
-};
-
-template <typename First, typename Second>
-struct type_signature<std::pair<First, Second>>
-{
-    static constexpr auto value =
-        one_character('{') + signature_of_all<First, Second> + one_character('}');
-};
 
 template <typename... Members>
 struct type_signature<std::tuple<Members...>>
@@ -135,40 +118,17 @@ struct type_signature<std::tuple<Members...>>
         one_character('(') + signature_of_all<Members...> + one_character(')');
 };
 
-/// What can be walked is an array on the bus.
-template <typename T>
-concept container = requires
+template <typename Item>
+struct type_signature<std::vector<Item>>
 {
-    typename T::value_type;
-    typename T::const_iterator;
+    static constexpr auto value = one_character('a') + signature_of<Item>;
 };
 
-template <container T>
-struct type_signature<T>
+template <typename Key, typename Value, typename Less>
+struct type_signature<std::map<Key, Value, Less>>
 {
-    static constexpr auto value = one_character('a') + signature_of<typename T::value_type>;
-};
-
-/// A container that grows at its end, such as std::vector.
-template <typename T>
-concept sequence = container<T> && requires(T& items, typename T::value_type&& item)
-{
-    items.emplace_back(std::move(item));
-};
-
-/// A container that keeps one item for each key, such as std::map.
-template <typename T>
-concept keyed_container =
-    container<T> && !sequence<T> && requires(T & items, typename T::value_type&& item)
-{
-    items.emplace(std::move(item));
-};
-
-/// Numbers whose arrays lie in a message just as they lie in memory.
-template <typename T>
-concept plain_number = std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && requires
-{
-    type_signature<T>::value;
+    static constexpr auto value =
+        one_character('a') + one_character('{') + signature_of_all<Key, Value> + one_character('}');
 };
 
 } // namespace types

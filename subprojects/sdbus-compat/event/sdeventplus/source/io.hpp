@@ -33,7 +33,7 @@ class IO
     using Callback = std::function<void(IO&, int fd, std::uint32_t revents)>;
 
     IO(const Event& event, int fd, std::uint32_t events, Callback&& callback)
-        : event_(event), source_(add(event, fd, events), sd_event_source_unref)
+        : source_(add(event, fd, events), sd_event_source_unref)
     {
         auto data = std::make_unique<Data>(Data{*this, std::move(callback)});
         internal::check(sd_event_source_set_destroy_callback(source_.get(), destroy),
@@ -44,9 +44,10 @@ class IO
     IO(const IO&) = delete;
     IO& operator=(const IO&) = delete;
 
-    const Event& get_event() const
+    /// Stays the object's.
+    sd_event_source* get() const
     {
-        return event_;
+        return source_.get();
     }
 
   private:
@@ -90,7 +91,6 @@ class IO
         return 0;
     }
 
-    Event event_;
     std::unique_ptr<sd_event_source, decltype(&sd_event_source_unref)> source_;
 };
 
