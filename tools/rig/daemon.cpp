@@ -236,12 +236,22 @@ void Daemon::kill()
     }
 }
 
+bool Daemon::emulated() const
+{
+    std::error_code ended;
+    const auto program =
+        std::filesystem::read_symlink("/proc/" + std::to_string(pid_) + "/exe", ended);
+    return program.filename().string().starts_with("qemu-");
+}
+
 std::size_t Daemon::threads() const
 {
+    const std::size_t emulators = emulated() ? 1 : 0;
     std::error_code ended;
     const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(pid_) + "/task",
                                                     ended);
-    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+    const auto all = static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+    return std::max(all, emulators) - emulators;
 }
 
 bool Daemon::waitForThreads(std::size_t count, std::chrono::milliseconds limit) const

@@ -74,9 +74,13 @@ class Daemon
     /** Ends the process now. */
     void kill();
 
-    /** Waits until the process has this many threads; false when the time ran out. */
+    /** Whether an emulator runs it, because it was built for another machine. */
+    bool emulated() const;
+
+    /** Waits until it has this many threads; false when the time ran out. */
     bool waitForThreads(std::size_t count, std::chrono::milliseconds limit) const;
 
+    /** Its own: an emulator's thread is not counted. */
     std::size_t threads() const;
 
   private:
