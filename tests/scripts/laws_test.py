@@ -19,6 +19,7 @@ SOURCES = {
         for floor in ("base", "store", "bus", "engines", "objects", "intake", "frame")
     },
     "platform": [ROOT / "src/platform/dlog", ROOT / "src/platform/infrautils"],
+    "child": [ROOT / "tools/child"],
     "rig": [ROOT / "tools/rig"],
     "sim": [ROOT / "tools/sim", ROOT / "tools/hwinv_sim"],
     "demo": [ROOT / "tools/hwinv_demo"],

@@ -1,17 +1,9 @@
 #include "child.hpp"
 
 #include <cerrno>
-#include <chrono>
-#include <cstring>
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sstream>
 #include <stdexcept>
-#include <string_view>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -29,59 +21,18 @@ int check(int result, const char* what)
     return result;
 }
 
-void waitReadable(int descriptor)
+child::Options optionsFor(const std::string& program, const std::vector<std::string>& arguments,
+                          const std::vector<std::string>& environment,
+                          const child::Streams& streams)
 {
-    pollfd waited{descriptor, POLLIN, 0};
-    const int milliseconds =
-        static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(patience).count());
-    if (check(poll(&waited, 1, milliseconds), "poll") == 0)
-    {
-        throw std::runtime_error("nothing to read for a minute");
-    }
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& strings)
-{
-    std::vector<char*> pointers;
-    for (std::string& string : strings)
-    {
-        pointers.push_back(string.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-std::vector<std::string> environmentWith(const std::vector<std::string>& entries)
-{
-    std::vector<std::string> environment = entries;
-    for (char** entry = environ; *entry != nullptr; entry++)
-    {
-        const std::string_view text{*entry};
-        if (!text.starts_with("DLOG_LEVEL=") && !text.starts_with("JOURNAL_STREAM="))
-        {
-            environment.emplace_back(text);
-        }
-    }
-    return environment;
+    child::Options options{
+        .command = {program}, .environment = {"DLOG_LEVEL", "JOURNAL_STREAM"}, .streams = streams};
+    options.command.insert(options.command.end(), arguments.begin(), arguments.end());
+    options.environment.insert(options.environment.end(), environment.begin(), environment.end());
+    return options;
 }
 
 } // namespace
-
-void Descriptor::reset()
-{
-    if (number_ >= 0)
-    {
-        close(number_);
-    }
-    number_ = -1;
-}
-
-Pipe makePipe()
-{
-    int ends[2];
-    check(pipe2(ends, O_CLOEXEC), "pipe2");
-    return {Descriptor{ends[0]}, Descriptor{ends[1]}};
-}
 
 Descriptor makeFile()
 {
@@ -90,20 +41,20 @@ Descriptor makeFile()
 
 std::string readSome(int descriptor, std::size_t size)
 {
-    waitReadable(descriptor);
-    std::string bytes(size, '\0');
-    bytes.resize(static_cast<std::size_t>(
-        check(static_cast<int>(read(descriptor, bytes.data(), size)), "read")));
-    return bytes;
+    auto bytes = child::readSome(descriptor, child::Clock::now() + patience, size);
+    if (!bytes)
+    {
+        throw std::runtime_error("nothing to read for a minute");
+    }
+    return *bytes;
 }
 
 std::string readAll(int descriptor)
 {
     std::string all;
-    for (std::string some = readSome(descriptor, 65536); !some.empty();
-         some = readSome(descriptor, 65536))
+    if (!child::readAll(descriptor, all, patience))
     {
-        all += some;
+        throw std::runtime_error("no end to read in a minute");
     }
     return all;
 }
@@ -151,42 +102,13 @@ std::string withoutSourceLine(const std::string& line)
 
 Child::Child(const std::string& program, const std::vector<std::string>& arguments,
              const std::vector<std::string>& environment, int standardError)
-    : input_(makePipe()), output_(makePipe())
+    : input_(makePipe()), output_(makePipe()),
+      program_(optionsFor(program, arguments, environment,
+                          {input_.read.get(), output_.write.get(),
+                           standardError < 0 ? child::closed : standardError}))
 {
-    std::vector<std::string> words{program};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> entries = environmentWith(environment);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input_.read.get(), STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output_.write.get(), STDOUT_FILENO);
-    if (standardError >= 0)
-    {
-        posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
-    }
-    else
-    {
-        posix_spawn_file_actions_addclose(&actions, STDERR_FILENO);
-    }
-    const int error = posix_spawn(&pid_, program.c_str(), &actions, nullptr,
-                                  pointersTo(words).data(), pointersTo(entries).data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0)
-    {
-        throw std::system_error(error, std::generic_category(), program);
-    }
     input_.read.reset();
     output_.write.reset();
-}
-
-Child::~Child()
-{
-    if (pid_ > 0)
-    {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
 }
 
 void Child::tell(const std::string& line) const
@@ -197,10 +119,6 @@ void Child::tell(const std::string& line) const
 
 int Child::finish()
 {
-    // The end of its output is the end of the program: waitpid finds it dead or dying.
     rest_ = readAll(output());
-    int status = 0;
-    check(waitpid(pid_, &status, 0), "waitpid");
-    pid_ = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return program_.finish(patience);
 }

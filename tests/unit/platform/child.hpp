@@ -1,5 +1,5 @@
 /*
- * A child program under test, its three standard streams in the test's hands.
+ * A program under test, its three standard streams in the test's hands, and what its log says.
  *
  * Every wait is for a fact and ends after a minute: the helpers then throw, which fails the test.
  *
@@ -7,49 +7,14 @@
  */
 #pragma once
 
+#include "child/child.hpp"
+
 #include <string>
-#include <sys/types.h>
-#include <utility>
 #include <vector>
 
-/** Owns a descriptor; -1 for none. */
-class Descriptor
-{
-  public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-    Descriptor& operator=(Descriptor&& other) noexcept
-    {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-
-    ~Descriptor()
-    {
-        reset();
-    }
-
-    void reset();
-
-    int get() const
-    {
-        return number_;
-    }
-
-  private:
-    int number_;
-};
-
-struct Pipe
-{
-    Descriptor read;
-    Descriptor write;
-};
-
-/** Close-on-exec, blocking. */
-Pipe makePipe();
+using child::Descriptor;
+using child::makePipe;
+using child::Pipe;
 
 /** An empty regular file without a name, for reading and writing. */
 Descriptor makeFile();
@@ -80,10 +45,6 @@ class Child
      */
     Child(const std::string& program, const std::vector<std::string>& arguments,
           const std::vector<std::string>& environment, int standardError);
-    ~Child();
-
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
 
     int output() const
     {
@@ -106,8 +67,8 @@ class Child
     }
 
   private:
-    pid_t pid_ = -1;
     Pipe input_;
     Pipe output_;
+    child::Child program_;
     std::string rest_;
 };
