@@ -74,7 +74,8 @@ class Daemon
     /** Ends the process now. */
     void kill();
 
-    /** Whether an emulator runs it, because it was built for another machine. */
+    /** Whether an emulator runs it, because it was built for another machine. Known once it has
+     *  written a line. */
     bool emulated() const;
 
     /** Waits until it has this many threads; false when the time ran out. */
