@@ -3,19 +3,13 @@
 #include "kit/bus_test.hpp"
 #include "sim/error.hpp"
 
-#include <array>
 #include <cctype>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <poll.h>
-#include <pty.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace demo
 {
@@ -25,19 +19,12 @@ namespace
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-/** Waits for a fact that nobody tells; false when the time runs out. */
-bool waitUntil(const std::function<bool()>& fact)
+/** For a whole demo under a sanitizer, beside others. */
+constexpr std::chrono::minutes wholeRun{2};
+
+std::vector<std::string> commandFor(const std::string& arguments)
 {
-    const auto deadline = sim::Clock::now() + kit::patience;
-    while (!fact())
-    {
-        if (sim::Clock::now() > deadline)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(2ms); // nobody says when; the fact itself is looked at
-    }
-    return true;
+    return {"/bin/sh", "-c", std::string("exec ") + DEMO + " " + arguments};
 }
 
 bool contains(const fs::path& file, const std::string& text)
@@ -51,20 +38,13 @@ bool contains(const fs::path& file, const std::string& text)
 
 Outcome runDemo(const std::string& arguments)
 {
-    const std::string command = std::string(DEMO) + " 2>&1 " + arguments;
+    child::Pipe pipe = child::makePipe();
+    child::Child demo(
+        {.command = commandFor("2>&1 " + arguments), .streams = {.output = pipe.write.get()}});
+    pipe.write.reset();
     Outcome outcome;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-    {
-        return outcome;
-    }
-    std::array<char, 4096> buffer;
-    while (const std::size_t got = fread(buffer.data(), 1, buffer.size(), pipe))
-    {
-        outcome.output.append(buffer.data(), got);
-    }
-    const int status = pclose(pipe);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    child::readAll(pipe.read.get(), outcome.output, wholeRun);
+    outcome.status = demo.finish(kit::patience);
     return outcome;
 }
 
@@ -85,118 +65,47 @@ TemporaryFolder::~TemporaryFolder()
 }
 
 RunningDemo::RunningDemo(const std::string& arguments)
+    : streams_(child::makePipe()),
+      child_({.command = commandFor(arguments),
+              .environment = {"TMPDIR=" + folder_.path().string()},
+              .streams = {.output = streams_.write.get(), .error = streams_.write.get()}})
 {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-    {
-        throw sim::Error("no pipe");
-    }
-    fd_ = ends[0];
-    pid_ = fork();
-    if (pid_ == 0)
-    {
-        dup2(ends[1], STDOUT_FILENO);
-        dup2(ends[1], STDERR_FILENO);
-        become(arguments);
-    }
-    close(ends[1]);
+    streams_.write.reset();
 }
 
 RunningDemo::RunningDemo(const std::string& arguments, Terminal terminal)
+    : streams_(child::makeTerminal(terminal.columns)),
+      child_({.command = commandFor(arguments),
+              .environment = {"TMPDIR=" + folder_.path().string()},
+              .streams = {streams_.write.get(), streams_.write.get(), streams_.write.get()},
+              .group = child::Group::ownTerminal})
 {
-    const winsize size{24, terminal.columns, 0, 0};
-    pid_ = forkpty(&fd_, nullptr, nullptr, &size);
-    if (pid_ == 0)
-    {
-        become(arguments);
-    }
+    streams_.write.reset();
 }
 
 RunningDemo::~RunningDemo()
 {
-    if (pid_ > 0)
-    {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        waitForProcesses(0); // so that its folder can go
-    }
-    closeOutput();
-}
-
-/** In the child. A sanitizer's threads are none of ours: all that is done here is safe. */
-void RunningDemo::become(const std::string& arguments) const
-{
-    setenv("TMPDIR", folder_.path().c_str(), 1);
-    const std::string command = std::string("exec ") + DEMO + " " + arguments;
-    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
-    _exit(127);
-}
-
-bool RunningDemo::readMore()
-{
-    pollfd ready{fd_, POLLIN, 0};
-    const auto limit = std::chrono::milliseconds(kit::patience).count();
-    if (poll(&ready, 1, static_cast<int>(limit)) <= 0)
-    {
-        return false;
-    }
-    std::array<char, 4096> buffer;
-    const ssize_t got = read(fd_, buffer.data(), buffer.size()); // a terminal fails at its end
-    output_.append(buffer.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
-    return got > 0;
+    child_.kill();
+    waitForProcesses(0); // so that its folder can go
 }
 
 bool RunningDemo::waitFor(const std::string& text)
 {
-    while (output_.find(text) == std::string::npos)
-    {
-        if (!readMore())
-        {
-            return false;
-        }
-    }
-    return true;
+    return child::readUntil(streams_.read.get(), output_, text, wholeRun);
 }
 
 std::string RunningDemo::rest()
 {
-    while (readMore())
-    {
-    }
+    child::readAll(streams_.read.get(), output_, wholeRun);
     return output_;
-}
-
-void RunningDemo::signal(int number) const
-{
-    kill(pid_, number);
 }
 
 void RunningDemo::type(const std::string& keys) const
 {
-    if (write(fd_, keys.data(), keys.size()) < 0)
+    if (write(streams_.read.get(), keys.data(), keys.size()) < 0)
     {
         throw sim::Error("the terminal takes no keys");
     }
-}
-
-void RunningDemo::closeOutput()
-{
-    if (fd_ >= 0)
-    {
-        close(fd_);
-        fd_ = -1;
-    }
-}
-
-int RunningDemo::waitForEnd()
-{
-    int status = -1;
-    if (!waitUntil([&] { return waitpid(pid_, &status, WNOHANG) != 0; }))
-    {
-        return -1;
-    }
-    pid_ = -1;
-    return status;
 }
 
 bool RunningDemo::folderIsEmpty() const
@@ -221,7 +130,16 @@ std::size_t RunningDemo::processes() const
 
 bool RunningDemo::waitForProcesses(std::size_t count) const
 {
-    return waitUntil([&] { return processes() == count; });
+    const auto deadline = child::Clock::now() + kit::patience;
+    while (processes() != count)
+    {
+        if (child::Clock::now() > deadline)
+        {
+            return false;
+        }
+        std::this_thread::sleep_for(2ms); // nobody tells when another's child ends
+    }
+    return true;
 }
 
 Copy::Copy(const std::string& name)

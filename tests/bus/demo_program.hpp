@@ -4,19 +4,20 @@
 //
 // All waits are bounded. Main thread only.
 
+#include "child/child.hpp"
+#include "kit/bus_test.hpp"
 #include "sim/value.hpp"
 
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <sys/types.h>
 
 namespace demo
 {
 
 struct Outcome
 {
-    /** -1 when a signal ended it. */
+    /** Minus the number of the signal when one ended it. */
     int status = -1;
     std::string output;
 
@@ -67,7 +68,7 @@ class RunningDemo
 
     pid_t pid() const
     {
-        return pid_;
+        return child_.pid();
     }
 
     /** Waits until it has printed this; false when it ended before. */
@@ -81,16 +82,25 @@ class RunningDemo
         return output_;
     }
 
-    void signal(int number) const;
+    void signal(int number)
+    {
+        child_.signal(number);
+    }
 
     /** What a person types at its terminal. */
     void type(const std::string& keys) const;
 
     /** Nobody reads its output any more. */
-    void closeOutput();
+    void closeOutput()
+    {
+        streams_.read.reset();
+    }
 
     /** Its wait status; -1 when the time ran out. */
-    int waitForEnd();
+    int waitForEnd()
+    {
+        return child_.waitForEnd(kit::patience).value_or(-1);
+    }
 
     /** True when nothing is left in its folder for temporary files. */
     bool folderIsEmpty() const;
@@ -102,12 +112,9 @@ class RunningDemo
     bool waitForProcesses(std::size_t count) const;
 
   private:
-    void become(const std::string& arguments) const;
-    bool readMore();
-
     TemporaryFolder folder_;
-    pid_t pid_ = -1;
-    int fd_ = -1;
+    child::Pipe streams_;
+    child::Child child_;
     std::string output_;
 };
 

@@ -44,6 +44,8 @@ COVERED_ELSEWHERE = {
 
 SLEEP = re.compile(r"\b(sleep_for|sleep_until|usleep|nanosleep)\s*\(|\bsleep\(\s*\w|\bpoll\(nullptr, 0,")
 
+STARTS = re.compile(r"\b(exec[lv]p?e?|posix_spawnp?|popen)\(")
+
 
 def files(folder, *suffixes):
     return sorted(file for file in (ROOT / folder).rglob("*") if file.suffix in suffixes)
@@ -61,6 +63,12 @@ def unexplained_sleeps():
             if SLEEP.search(code) and not comment and not before.strip().startswith("//"):
                 yield f"{name_of(file)}:{number}: a sleep without a comment that says why"
             before = line
+
+
+def programs_started_elsewhere():
+    for file in files("tests", ".cpp", ".hpp") + files("tools", ".cpp", ".hpp"):
+        if file.parent != ROOT / "tools/child" and STARTS.search(file.read_text()):
+            yield f"{name_of(file)}: starts a program otherwise than with tools/child"
 
 
 def source_of(test):
@@ -131,6 +139,7 @@ breaches = [
     breach
     for law in (
         unexplained_sleeps,
+        programs_started_elsewhere,
         tests_and_sources,
         stale_exceptions,
         program_names,

@@ -6,6 +6,7 @@
 // reader. Destruction kills the child; should this process end without it, the kernel does.
 // One thread starts, signals and destroys it; its log may be read by any thread.
 
+#include "child/child.hpp"
 #include "rig/log.hpp"
 
 #include <chrono>
@@ -32,7 +33,7 @@ struct DaemonOptions
     /** Its DLOG_LEVEL: 9 for everything. */
     int logLevel = 9;
 
-    /** More of its environment, each NAME=VALUE. */
+    /** More of its environment, each NAME=VALUE; these win. */
     std::vector<std::string> environment;
 
     /** A file that gets a copy of the log; none when empty. */
@@ -50,7 +51,7 @@ class Daemon
 
     pid_t pid() const
     {
-        return pid_;
+        return child_.pid();
     }
 
     /** The lines read so far. */
@@ -63,16 +64,26 @@ class Daemon
     void catchUp() const;
 
     /** Sends a signal; does nothing when the daemon has ended. */
-    void signal(int number);
+    void signal(int number)
+    {
+        child_.signal(number);
+    }
 
     /** True as long as the process has not ended by itself or by kill(). */
-    bool running();
+    bool running()
+    {
+        return child_.running();
+    }
 
-    /** Waits for the process to end by itself. Its wait status; nothing when the time ran out. */
+    /** Waits for the process to end by itself and for the rest of its log. Its wait status; nothing
+     *  when the time ran out before it ended. */
     std::optional<int> waitForEnd(std::chrono::milliseconds limit);
 
     /** Ends the process now. */
-    void kill();
+    void kill()
+    {
+        child_.kill();
+    }
 
     /** Whether an emulator runs it, because it was built for another machine. Known once it has
      *  written a line. */
@@ -85,20 +96,17 @@ class Daemon
     std::size_t threads() const;
 
   private:
-    void start(const DaemonOptions& options, int log);
+    child::Child start(const DaemonOptions& options);
     void drain();
     bool readWhatIsThere() const;
-    bool reap(int options);
-
-    pid_t pid_ = -1;
-    std::optional<int> status_;
 
     mutable std::mutex readMutex_; // held from a read to its append: bytes stay in their order
     mutable Log log_;
     mutable std::vector<char> buffer_;
 
-    int pipe_ = -1;
-    int copy_ = -1;
+    child::Descriptor pipe_;
+    child::Child child_;
+    child::Descriptor copy_;
     std::thread reader_;
 };
 

@@ -11,14 +11,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <poll.h>
-#include <signal.h>
 #include <string_view>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <system_error>
 #include <utility>
 
 namespace sim
@@ -27,9 +23,6 @@ namespace
 {
 
 constexpr std::chrono::seconds startLimit(10);
-
-/** The descriptor on which the child finds the pipe for its address, or the socket to listen at. */
-constexpr int handedDescriptor = 3;
 
 [[noreturn]] void failWithErrno(const std::string& attempted)
 {
@@ -101,95 +94,31 @@ bool wantsBroker()
     return wanted != nullptr && std::string_view(wanted) == "dbus-broker";
 }
 
-/** In the child, between fork and exec: only calls that are safe there. `handed` gets the first
- *  descriptor after the standard ones. */
-void prepareChild(pid_t parent, int handed, int log)
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent)
-    {
-        _exit(127);
-    }
-    // A Ctrl-C is for the program that owns the bus, which ends it in its own time.
-    setpgid(0, 0);
-    dup2(log, STDOUT_FILENO);
-    dup2(log, STDERR_FILENO);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    // dup2 onto itself would keep close-on-exec.
-    const bool inPlace = handed == handedDescriptor;
-    if (inPlace ? fcntl(handed, F_SETFD, 0) < 0 : dup2(handed, handedDescriptor) < 0)
-    {
-        _exit(127);
-    }
-}
-
-[[noreturn]] void becomeDaemon(pid_t parent, int addressPipe, int log, const char* configArgument)
-{
-    prepareChild(parent, addressPipe, log);
-    execlp("dbus-daemon", "dbus-daemon", configArgument, "--nofork", "--nopidfile", "--nosyslog",
-           "--print-address=3", static_cast<char*>(nullptr));
-    _exit(127);
-}
-
-/** The launcher wants to be told its own number along with the socket, which only a shell between
- *  fork and exec can do without touching the heap. */
-[[noreturn]] void becomeBroker(pid_t parent, int listener, int log, const char* configArgument)
-{
-    prepareChild(parent, listener, log);
-    execlp("sh", "sh", "-c",
-           "LISTEN_FDS=1 LISTEN_PID=$$ exec dbus-broker-launch --scope=user \"$0\"", configArgument,
-           static_cast<char*>(nullptr));
-    _exit(127);
-}
-
-int listenAt(const std::string& path)
+child::Descriptor listenAt(const std::string& path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (listener < 0 ||
-        bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0 ||
-        listen(listener, SOMAXCONN) < 0)
+    child::Descriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    const int number = listener.get();
+    if (number < 0 ||
+        bind(number, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0 ||
+        listen(number, SOMAXCONN) < 0)
     {
         failWithErrno("listen at " + path);
     }
     return listener;
 }
 
-/** The first line that comes out of `pipe`; empty when it ends or the time runs out before. */
-std::string readLine(int pipe)
+child::Descriptor openLog(const std::string& file)
 {
-    const auto deadline = std::chrono::steady_clock::now() + startLimit;
-    std::string line;
-    while (line.find('\n') == std::string::npos)
-    {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        pollfd ready{pipe, POLLIN, 0};
-        const int polled = left.count() > 0 ? poll(&ready, 1, static_cast<int>(left.count())) : 0;
-        if (polled < 0 && errno == EINTR)
-        {
-            continue;
-        }
-        char buffer[256];
-        const ssize_t got = polled > 0 ? read(pipe, buffer, sizeof buffer) : 0;
-        if (got <= 0)
-        {
-            return "";
-        }
-        line.append(buffer, static_cast<std::size_t>(got));
-    }
-    return line.substr(0, line.find('\n'));
+    return child::Descriptor{open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
 }
 
 std::string textOf(const std::string& file)
 {
     std::ifstream stream(file);
-    std::string text(std::istreambuf_iterator<char>(stream), {});
-    return text.empty() ? "is it installed?" : text;
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 } // namespace
@@ -207,36 +136,23 @@ std::string makeTemporaryFolder()
     return name;
 }
 
-PrivateBus::PrivateBus(unsigned matchRulesPerConnection)
-    : folder_(makeTemporaryFolder()), ownsFolder_(true)
+// Once this is done the destructor cleans up, also when the start then fails.
+PrivateBus::PrivateBus(std::string folder, bool ownsFolder)
+    : folder_(std::move(folder)), ownsFolder_(ownsFolder)
 {
-    startOrCleanUp(matchRulesPerConnection);
 }
 
-PrivateBus::PrivateBus(std::string folder) : folder_(std::move(folder))
+PrivateBus::PrivateBus(unsigned matchRulesPerConnection) : PrivateBus(makeTemporaryFolder(), true)
 {
-    startOrCleanUp(manyMatchRules);
+    start(matchRulesPerConnection);
+}
+
+PrivateBus::PrivateBus(std::string folder) : PrivateBus(std::move(folder), false)
+{
+    start(manyMatchRules);
 }
 
 PrivateBus::~PrivateBus()
-{
-    cleanUp();
-}
-
-void PrivateBus::startOrCleanUp(unsigned matchRules)
-{
-    try
-    {
-        start(matchRules);
-    }
-    catch (...)
-    {
-        cleanUp();
-        throw;
-    }
-}
-
-void PrivateBus::cleanUp()
 {
     kill();
     if (ownsFolder_)
@@ -247,6 +163,7 @@ void PrivateBus::cleanUp()
 }
 
 void PrivateBus::start(unsigned matchRules)
+try
 {
     const std::string file = folder_ + "/bus.conf";
     std::ofstream config(file);
@@ -258,74 +175,53 @@ void PrivateBus::start(unsigned matchRules)
     }
     wantsBroker() ? startBroker("--config-file=" + file) : startDaemon("--config-file=" + file);
 }
+catch (const std::system_error& error)
+{
+    throw Error(std::string("private bus: ") + error.what());
+}
+
+// A Ctrl-C is for the program that owns the bus, which ends it in its own time: the bus has a
+// process group of its own, whoever runs it.
 
 void PrivateBus::startDaemon(const std::string& configArgument)
 {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) < 0)
-    {
-        failWithErrno("make a pipe");
-    }
     const std::string logFile = folder_ + "/daemon.log";
-    const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ == 0)
-    {
-        becomeDaemon(parent, ends[1], log, configArgument.c_str());
-    }
-    const int forkError = errno;
-    close(ends[1]);
-    close(log);
-    address_ = pid_ > 0 ? readLine(ends[0]) : "";
-    close(ends[0]);
-    if (pid_ < 0)
-    {
-        errno = forkError;
-        failWithErrno("start dbus-daemon");
-    }
-    if (address_.empty())
+    const child::Descriptor log = openLog(logFile);
+    child::Pipe pipe = child::makePipe();
+    daemon_.emplace(child::Options{.command = {"dbus-daemon", configArgument, "--nofork",
+                                               "--nopidfile", "--nosyslog", "--print-address=1"},
+                                   .streams = {.output = pipe.write.get(), .error = log.get()},
+                                   .group = child::Group::own});
+    pipe.write.reset();
+    if (!child::readUntil(pipe.read.get(), address_, "\n", startLimit))
     {
         throw Error("private bus: dbus-daemon did not start: " + textOf(logFile));
     }
+    address_.resize(address_.find('\n'));
 }
 
-/** Who connects before the broker is up waits in the socket's queue; when the broker ends without
- *  having come up, nobody holds the socket any more and the connection breaks. */
+/** The launcher wants its socket as the first descriptor after the standard ones, and to be told
+ *  its own number along with it: a shell does both. Who connects before the broker is up waits in
+ *  the socket's queue; when the broker ends without having come up, nobody holds the socket any
+ * more and the connection breaks. */
 void PrivateBus::startBroker(const std::string& configArgument)
 {
     const std::string path = socketIn(folder_);
-    const int listener = listenAt(path);
-    const std::string logFile = folder_ + "/daemon.log";
-    const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ == 0)
-    {
-        becomeBroker(parent, listener, log, configArgument.c_str());
-    }
-    const int forkError = errno;
-    close(listener);
-    close(log);
-    if (pid_ < 0)
-    {
-        errno = forkError;
-        failWithErrno("start dbus-broker");
-    }
+    const child::Descriptor listener = listenAt(path);
+    const child::Descriptor log = openLog(folder_ + "/daemon.log");
+    daemon_.emplace(child::Options{
+        .command = {"sh", "-c",
+                    "LISTEN_FDS=1 LISTEN_PID=$$ exec dbus-broker-launch --scope=user \"$0\" "
+                    "3<&0 </dev/null",
+                    configArgument},
+        .streams = {.input = listener.get(), .output = log.get(), .error = log.get()},
+        .group = child::Group::own});
     address_ = "unix:path=" + escapeForAddress(path);
 }
 
 void PrivateBus::kill()
 {
-    if (pid_ <= 0)
-    {
-        return;
-    }
-    ::kill(pid_, SIGKILL);
-    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR)
-    {
-    }
-    pid_ = -1;
+    daemon_.reset();
 }
 
 } // namespace sim

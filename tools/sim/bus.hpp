@@ -13,8 +13,10 @@
 // bus end without destruction, the kernel ends the daemon. One thread makes and destroys it;
 // address() may be read by any thread.
 
+#include "child/child.hpp"
+
+#include <optional>
 #include <string>
-#include <sys/types.h>
 
 namespace sim
 {
@@ -44,25 +46,19 @@ class PrivateBus
         return address_;
     }
 
-    pid_t pid() const
-    {
-        return pid_;
-    }
-
     /** Ends the daemon now (all connections break); destruction then only removes the folder. */
     void kill();
 
   private:
-    void startOrCleanUp(unsigned matchRules);
+    PrivateBus(std::string folder, bool ownsFolder);
     void start(unsigned matchRules);
     void startDaemon(const std::string& configArgument);
     void startBroker(const std::string& configArgument);
-    void cleanUp();
 
     std::string folder_;
-    bool ownsFolder_ = false;
+    bool ownsFolder_;
     std::string address_;
-    pid_t pid_ = -1;
+    std::optional<child::Child> daemon_;
 };
 
 } // namespace sim

@@ -3,17 +3,13 @@
 #include "sim/error.hpp"
 #include "sim/sdbus.hpp"
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace kit
@@ -89,20 +85,6 @@ std::vector<std::string> commandFor(BusKind kind, const std::string& folder,
             config};
 }
 
-/** In the child, between fork and exec: only calls that are safe there. */
-[[noreturn]] void become(std::vector<char*>& arguments, int log, pid_t parent)
-{
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent)
-    {
-        _exit(127);
-    }
-    dup2(log, STDOUT_FILENO);
-    dup2(log, STDERR_FILENO);
-    execvp(arguments.front(), arguments.data());
-    _exit(127);
-}
-
 } // namespace
 
 GuardedBus::GuardedBus(BusKind kind, const std::string& policyFile)
@@ -128,22 +110,12 @@ GuardedBus::~GuardedBus()
 
 void GuardedBus::start(BusKind kind)
 {
-    auto command = commandFor(kind, folder_, activator_.address());
-    std::vector<char*> arguments;
-    for (std::string& argument : command)
-    {
-        arguments.push_back(argument.data());
-    }
-    arguments.push_back(nullptr);
     const std::string logFile = folder_ + "/bus.log";
-    const int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ == 0)
-    {
-        become(arguments, log, parent);
-    }
-    close(log);
+    const child::Descriptor log{open(logFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)};
+    // Asked to end, the launcher takes its broker along.
+    bus_.emplace(child::Options{.command = commandFor(kind, folder_, activator_.address()),
+                                .streams = {.output = log.get(), .error = log.get()},
+                                .endSignal = SIGTERM});
 }
 
 void GuardedBus::waitForAnswer()
@@ -172,13 +144,7 @@ void GuardedBus::waitForAnswer()
 
 void GuardedBus::end()
 {
-    if (pid_ > 0)
-    {
-        ::kill(pid_, SIGTERM); // the launcher takes its broker along
-        while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR)
-        {
-        }
-    }
+    bus_.reset();
     std::error_code ignored;
     fs::remove_all(folder_, ignored);
 }

@@ -7,10 +7,11 @@
 // Run by dbus-daemon or by dbus-broker. Destruction ends it. One thread makes and destroys it.
 // REQUIRES: kit::enterOwnRoot() returned nothing; for dbus-broker, brokerIsThere().
 
+#include "child/child.hpp"
 #include "sim/bus.hpp"
 
+#include <optional>
 #include <string>
-#include <sys/types.h>
 
 namespace kit
 {
@@ -24,8 +25,8 @@ enum class BusKind
 class GuardedBus
 {
   public:
-    /** Starts it with the rules in `policyFile`; throws sim::Error when it does not answer in 10 s.
-     */
+    /** Starts it with the rules in `policyFile`; throws sim::Error when it does not answer in 10 s,
+     *  std::system_error when it cannot be run. */
     GuardedBus(BusKind kind, const std::string& policyFile);
     ~GuardedBus();
     GuardedBus(const GuardedBus&) = delete;
@@ -50,7 +51,7 @@ class GuardedBus
     sim::PrivateBus activator_; // dbus-broker's launcher asks another bus for activation
     std::string folder_;
     std::string address_;
-    pid_t pid_ = -1;
+    std::optional<child::Child> bus_;
 };
 
 } // namespace kit

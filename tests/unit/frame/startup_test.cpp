@@ -110,7 +110,9 @@ TEST_F(installSignalHandler, installsTheHandlerWithNoFlagAndAnEmptyMask)
     struct sigaction now;
     ASSERT_EQ(__sigaction(SIGINT, nullptr, &now), 0);
     EXPECT_EQ(now.sa_handler, &signal_handler);
-    EXPECT_EQ(now.sa_flags & (SA_RESTART | SA_SIGINFO | SA_NODEFER | SA_RESETHAND | SA_ONSTACK), 0);
+    constexpr unsigned flags = static_cast<unsigned>(SA_RESTART | SA_SIGINFO | SA_NODEFER) |
+                               static_cast<unsigned>(SA_RESETHAND) | SA_ONSTACK;
+    EXPECT_EQ(static_cast<unsigned>(now.sa_flags) & flags, 0U);
     sigset_t nothing;
     sigemptyset(&nothing);
     for (int number = 1; number < SIGRTMIN; ++number)
@@ -174,12 +176,12 @@ TEST_F(startThread, blocksTheInterruptInTheThreadAlone)
 TEST_F(startThread, logsAStandardExceptionThatLeavesTheBody)
 {
     EXPECT_EQ(linesOfThread([] { throw std::runtime_error("the reason"); }),
-              Lines{"1 operator(): The test's thread has ended: the reason"});
+              Lines{"1 startThread: The test's thread has ended: the reason"});
 }
 
 TEST_F(startThread, logsAnythingElseThatLeavesTheBody)
 {
-    EXPECT_EQ(linesOfThread([] { throw 1; }), Lines{"1 operator(): The test's thread has ended"});
+    EXPECT_EQ(linesOfThread([] { throw 1; }), Lines{"1 startThread: The test's thread has ended"});
 }
 
 bool allocationFailed = false;
@@ -203,7 +205,7 @@ TEST_F(startThread, logsWithoutHeapMemory)
     };
     allocationFailed = true;
     EXPECT_EQ(linesOfThread(runOutOfMemory),
-              Lines{"1 operator(): The test's thread has ended: out of memory"});
+              Lines{"1 startThread: The test's thread has ended: out of memory"});
     EXPECT_FALSE(allocationFailed);
 }
 

@@ -63,12 +63,16 @@ Relation pairsSeen(const auto& kovdOf, const auto& smbiosOf)
     return pairs;
 }
 
+Relation pairsOf(const AssociationPairs& table)
+{
+    return pairsSeen([&](const string& path) { return table.kovdPartner(path); },
+                     [&](const string& path) { return table.smbiosPartner(path); });
+}
+
 Relation pairsOfTheDaemon()
 {
     MutexLock lock(associationPairsMutex);
-    const AssociationPairs& table = associationPairs;
-    return pairsSeen([&](const string& path) { return table.kovdPartner(path); },
-                     [&](const string& path) { return table.smbiosPartner(path); });
+    return pairsOf(associationPairs);
 }
 
 Relation pairsOfTheModel(const World& world)

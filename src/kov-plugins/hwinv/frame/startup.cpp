@@ -115,9 +115,10 @@ void startFallbackThread()
 
 std::thread startThread(const FailureLines& end, void (*body)())
 {
+    const Site site = UTIL_SITE;
     const SigintBlock block; // a thread is born with its creator's mask
     return std::thread(
-        [end, body]
+        [site, end, body]
         {
             try
             {
@@ -125,7 +126,7 @@ std::thread startThread(const FailureLines& end, void (*body)())
             }
             catch (...)
             {
-                logFailure(UTIL_SITE, end);
+                logFailure(site, end);
             }
         });
 }
