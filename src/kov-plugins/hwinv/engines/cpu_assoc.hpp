@@ -2,7 +2,7 @@
  * Pairing SMBIOS processors with platform processors, in both directions, and writing the list of
  * the pair on the platform processor.
  *
- * The SMBIOS direction adds to the list last written; the KOVD direction writes exactly what it
+ * The SMBIOS direction adds to the list last handed over; the KOVD direction writes exactly what it
  * finds now and replaces whatever the object carried.
  *
  * Any thread; takes its own lock. CPUAssociation begins a piece for each of its steps

@@ -29,7 +29,7 @@ void recordMatch(const Site& site, const std::string& smbiosPath, const std::str
     }
     else
     {
-        // One of the two is paired already; the tuple is written all the same.
+        // The counterpart is paired already; the caller gets the tuple all the same.
         LOG_AT(site, level::info, "Association %s not added successfully in the map",
                kovdPath.c_str());
     }

@@ -2,7 +2,7 @@
  * The list of associations on each platform processor.
  *
  * A processor match, up to three cache matches and removals each contribute to the one list of a
- * KOVD processor, at different times. So the list last written is kept in CPUKOVDAssocTuples,
+ * KOVD processor, at different times. So the list last handed over is kept in CPUKOVDAssocTuples,
  * read back before each change, merged or pruned, written whole, and only then, when the hand-over
  * succeeded, stored as the new one. All of that happens inside one piece (store/one_piece.hpp): the
  * next writer of the processor starts from the list that this one has left.
@@ -18,11 +18,11 @@
 
 #include <string>
 
-/** Copies the list last written out; -1, with `list` left as it was, when there is none. */
+/** Copies the list last handed over out; -1, with `list` left as it was, when there is none. */
 int GetCurrentAssocTuples(const std::string& kovdCPUPath, AssociationList& list)
     EXCLUDES(CPUKOVDAssocTuplesMutex);
 
-/** Stores the list as the one last written. An empty path is logged and changes nothing. */
+/** Stores the list as the one last handed over. An empty path is logged and changes nothing. */
 void UpdateCurrentAssocTuples(const std::string& kovdCPUPath, const AssociationList& list)
     EXCLUDES(CPUKOVDAssocTuplesMutex);
 
@@ -39,7 +39,7 @@ void writeAssocTuples(const Site& site, const std::string& kovdCPUPath,
                       const AssociationList& list);
 
 /**
- * Adds to the list last written and writes the result. False, with nothing written, when all
+ * Adds to the list last handed over and writes the result. False, with nothing written, when all
  * additions were there already.
  */
 bool addAssocTuples(const Site& site, const std::string& kovdCPUPath,

@@ -74,7 +74,8 @@ void associateSlotDevice(const Site& site, const std::string& path)
 
 /**
  * A chassis object inherits from the board object with the same leaf; no pair is added for it. When
- * that one has no partner yet nothing is searched: the slot's own search serves the twin later.
+ * that one has no partner yet nothing is searched: a search from the SMBIOS slot serves the twin
+ * later, else the next discovery does.
  */
 void associateChassisSlot(const Site& site, const std::string& path)
 {

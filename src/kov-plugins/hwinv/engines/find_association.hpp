@@ -17,8 +17,8 @@
  * Looks for the counterpart of a stored object and hands its association to the main loop. An
  * object that is paired already is left alone. Every outcome is a log line.
  *
- * Source code 3 runs the full pass and is the only one that begins pieces: nobody may ask for it
- * with pieceMutex held.
+ * source::fullPass runs the full pass and is the only source that begins pieces: nobody may ask for
+ * it with pieceMutex held. The daemon itself calls the pass directly.
  */
 void FindAssociation(int sourceCode, int objectType, const std::string& path);
 

@@ -14,7 +14,7 @@
 
 #include <string>
 
-/** Serves SMBIOS slots (type 1 of association_codes.hpp); anything else is logged. Never throws. */
+/** Serves object_type::smbiosSlot; anything else is logged. Never throws. */
 void IterateKOVDObjs(const std::string& smbiosPath, int objectType);
 
 /** The three searches in their order, sharing the path of the slot that the first one matches. */

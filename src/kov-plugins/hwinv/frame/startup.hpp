@@ -2,7 +2,8 @@
  * Start-up: the steps of main, each callable by a test.
  *
  * Main thread only. A step that fails throws, SdBusError for the bus, std::system_error for a
- * thread; main logs it and the process ends with status 0.
+ * thread; main logs it and the process ends with status 0. installSignalHandler answers false
+ * instead, and the status is then 255.
  */
 #pragma once
 

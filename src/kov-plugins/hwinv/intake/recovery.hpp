@@ -1,7 +1,7 @@
 /*
  * The two threads that repair what signals alone cannot: the recovery thread redoes discovery and
  * all associations on request, the fallback thread requests that twice after start-up, whatever
- * happens. Requests are made with requestRecovery (store/recovery_request.hpp).
+ * happens. Requests are made with requestRecovery (base/recovery_request.hpp).
  */
 #pragma once
 

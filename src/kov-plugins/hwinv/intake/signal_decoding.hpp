@@ -1,13 +1,15 @@
 /*
  * From a delivered signal to a record on a worker's queue.
  *
- * Each decoder checks the body's signature, drops what no engine cares for (silently), copies the
- * body into a SignalRecord and pushes it. A message that cannot be read is logged and dropped, and
- * the recovery thread is asked for a resync in its place, except for a removal that the platform
- * daemon announces; a wrong signature is logged alone.
+ * Each decoder checks the body's signature, reads the body into a SignalRecord, drops silently what
+ * no row's path fits, and pushes the rest. A PropertiesChanged is checked before its body is read.
+ * A message that cannot be read is logged and dropped, and the recovery thread is asked for a
+ * resync in its place, except for a removal that the platform daemon announces; a wrong signature
+ * is logged alone.
  *
  * Subscription thread only. Takes the lock of the queue or of the recovery request, never for
- * long; makes no bus call. Neither decoder throws.
+ * long; makes no bus call. Neither decoder throws anything but
+ * std::system_error, when the mutex of the recovery request fails.
  */
 #pragma once
 

@@ -16,7 +16,8 @@ void processKovdMessagesInQueue() EXCLUDES(pieceMutex);
  * Processes one record as one piece, logging at `site`. Whatever it throws is logged there, once,
  * and costs this record alone: recovery is requested in its place.
  *
- * Any thread; takes none of the queue's locks. Never throws.
+ * Any thread; takes none of the queue's locks. Throws nothing but std::system_error, when the mutex
+ * of the recovery request fails.
  */
 void processSmbiosRecord(const Site& site, const SignalRecord& record) EXCLUDES(pieceMutex);
 void processKovdRecord(const Site& site, const SignalRecord& record) EXCLUDES(pieceMutex);

@@ -92,7 +92,7 @@ void pruneTuples(const Site& site, const std::string& kovdPath,
     writeAssocTuples(site, kovdPath, current);
 }
 
-/** Forgets the list last written on a KOVD processor; false when there was none. */
+/** Forgets the list last handed over for a KOVD processor; false when there was none. */
 bool forgetTuples(const std::string& kovdPath)
 {
     MutexLock lock(CPUKOVDAssocTuplesMutex);

@@ -1,6 +1,6 @@
 /*
  * What the daemon knows of the two inventories: one map per kind of object, each with a mutex of
- * its own, and the association list last written on each platform processor.
+ * its own, and the association list last handed over for each platform processor.
  *
  * Any thread; takes its own lock. Built before main and kept until the process ends. No map is ever
  * emptied as a whole: a resync overwrites entries. No two of these mutexes are held at once, with
@@ -38,7 +38,8 @@ extern ObjectMap smbiosCacheObjs;
 extern Mutex kovdCPUObjsMutex;
 extern ObjectMap kovdCPUObjs;
 
-/** KOVD processor path to the list last written on it with success. */
+/** KOVD processor path to the list last handed over for it; whether the write succeeds is not
+ * known. */
 using AssociationLists = std::map<std::string, AssociationList, std::less<>>;
 
 extern Mutex CPUKOVDAssocTuplesMutex;
