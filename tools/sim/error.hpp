@@ -18,6 +18,13 @@ class Error : public std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
+/** Something that a person asked for in a way that cannot be understood. */
+class UsageError : public Error
+{
+  public:
+    using Error::Error;
+};
+
 /** A value that does not fit its D-Bus type; `where()` is its place, as in data[0]["/a"]["b"]. */
 class ValueError : public Error
 {
