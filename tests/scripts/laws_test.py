@@ -23,6 +23,7 @@ SOURCES = {
     "rig": [ROOT / "tools/rig"],
     "sim": [ROOT / "tools/sim", ROOT / "tools/hwinv_sim"],
     "demo": [ROOT / "tools/hwinv_demo"],
+    "inspect": [ROOT / "tools/inspect"],
 }
 
 # Tests of something else than a source: files, or folders.

@@ -1,0 +1,206 @@
+#include "inspect/health.hpp"
+
+#include "base/names.hpp"
+#include "sim/error.hpp"
+#include "sim/names.hpp"
+#include "sim/sdbus.hpp"
+#include "sim/value_message.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace inspect
+{
+namespace
+{
+
+constexpr const char* mapper = "xyz.openbmc_project.ObjectMapper";
+constexpr const char* mapperInterface = "xyz.openbmc_project.Association";
+
+using Symptoms = std::vector<Symptom>;
+
+sim::Value ask(sd_bus* bus, const std::string& service, const std::string& path,
+               const char* interface, const char* member, const std::vector<std::string>& arguments)
+{
+    sd_bus_message* raw = nullptr;
+    sim::check(
+        sd_bus_message_new_method_call(bus, &raw, service.c_str(), path.c_str(), interface, member),
+        "make a call");
+    const sim::Message request(raw);
+    for (const std::string& argument : arguments)
+    {
+        sim::check(sd_bus_message_append_basic(raw, 's', argument.c_str()), "write a call");
+    }
+    const sim::Message reply = sim::call(bus, raw, std::string(member) + " of " + service);
+    return sim::readValue(reply.get());
+}
+
+void checkOwner(sd_bus* bus, std::string_view name, const std::string& what, Symptoms& symptoms)
+{
+    const std::string owner = ownerOf(bus, std::string(name));
+    const std::string known = what + " " + std::string(name);
+    symptoms.push_back({"name-owner", !owner.empty(),
+                        owner.empty() ? known + " is not on the bus."
+                                      : known + " is on the bus as " + owner + "."});
+}
+
+void checkReplies(const std::vector<Reply>& replies, Symptoms& symptoms)
+{
+    constexpr std::chrono::seconds slow{2};
+    for (const Reply& reply : replies)
+    {
+        const auto tenths = reply.time.count() / 100;
+        symptoms.push_back({"reply-time", reply.time < slow,
+                            reply.service + " lists " + std::to_string(reply.objects) +
+                                " objects below " + reply.path + " in " +
+                                std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) +
+                                " ms."});
+    }
+}
+
+/** What the object's own introspection says of the property; nothing when it has none. */
+std::optional<bool> isWritable(sd_bus* bus, const std::string& path)
+{
+    const std::string xml =
+        ask(bus, sim::names::kovdService, path, sim::names::introspectable, "Introspect", {})
+            .data.get<std::string>();
+    const std::size_t at = xml.find("name=\"Associations\"");
+    if (at == std::string::npos)
+    {
+        return std::nullopt;
+    }
+    const std::size_t start = xml.rfind('<', at);
+    return xml.substr(start, xml.find('>', at) - start).find("readwrite") != std::string::npos;
+}
+
+void checkWritable(sd_bus* bus, const Machine& machine, Symptoms& symptoms)
+{
+    std::size_t writable = 0;
+    std::size_t locked = 0;
+    std::string first;
+    for (const Entry& entry : machine.entries)
+    {
+        if (entry.expected.empty())
+        {
+            continue;
+        }
+        const bool good = isWritable(bus, entry.path).value_or(false);
+        (good ? writable : locked) += 1;
+        first = !good && first.empty() ? entry.path : first;
+    }
+    symptoms.push_back({"writable", locked == 0,
+                        locked == 0
+                            ? "Associations can be written on all " + std::to_string(writable) +
+                                  " objects that have a partner."
+                            : "Associations cannot be written on " + std::to_string(locked) +
+                                  " objects, the first of which is " + first + "."});
+    const bool any = std::ranges::any_of(machine.entries,
+                                         [](const Entry& entry) { return !entry.actual.empty(); });
+    const bool wanted = !machine.outcome.lists.empty();
+    symptoms.push_back({"policy", any || !wanted,
+                        any ? "The bus lets the daemon write: its associations are there."
+                            : (wanted ? "No association is there: does the daemon run, and does "
+                                        "the bus policy let it write?"
+                                      : "There is nothing to write.")});
+}
+
+void checkAgreement(const Machine& machine, Symptoms& symptoms)
+{
+    std::size_t differing = 0;
+    std::string first;
+    for (const Entry& entry : machine.entries)
+    {
+        if (entry.actual != entry.expected)
+        {
+            ++differing;
+            first = first.empty() ? entry.path : first;
+        }
+    }
+    symptoms.push_back(
+        {"agreement", differing == 0,
+         differing == 0 ? "What stands on all " + std::to_string(machine.entries.size()) +
+                              " objects is what the rules give."
+                        : "What stands on " + std::to_string(differing) +
+                              " objects is not what the rules give; the first is " + first + "."});
+}
+
+/** The endpoints that the mapper shows at a path; none when it shows no such path. */
+std::vector<std::string> endpointsAt(sd_bus* bus, const std::string& path)
+try
+{
+    const sim::Value value =
+        ask(bus, mapper, path, sim::names::properties, "Get", {mapperInterface, "endpoints"});
+    return value.data.at("data").get<std::vector<std::string>>();
+}
+catch (const sim::BusError&)
+{
+    return {};
+}
+
+bool shows(sd_bus* bus, const std::string& path, const std::string& endpoint)
+{
+    const auto endpoints = endpointsAt(bus, path);
+    return std::ranges::find(endpoints, endpoint) != endpoints.end();
+}
+
+void checkMapper(sd_bus* bus, const Machine& machine, Symptoms& symptoms)
+{
+    if (!hasOwner(bus, mapper))
+    {
+        symptoms.push_back({"mapper", true, "No association mapper is on the bus."});
+        return;
+    }
+    std::size_t shown = 0;
+    for (const Entry& entry : machine.entries)
+    {
+        for (const auto& [forward, reverse, endpoint] : entry.actual)
+        {
+            std::string missing;
+            if (!shows(bus, entry.path + "/" + forward, endpoint))
+            {
+                missing = entry.path + "/" + forward;
+            }
+            else if (!shows(bus, endpoint + "/" + reverse, entry.path))
+            {
+                missing = endpoint + "/" + reverse;
+            }
+            shown += missing.empty() ? 1 : 0;
+            if (!missing.empty())
+            {
+                symptoms.push_back(
+                    {"mapper", false, "The mapper does not show the pair at " + missing + "."});
+            }
+        }
+        const std::size_t several =
+            endpointsAt(bus, entry.path + "/" + std::string(names::chassisAssociation)).size();
+        if (several > 1)
+        {
+            symptoms.push_back({"mapper-many", false,
+                                entry.path + " has " + std::to_string(several) +
+                                    " chassis endpoints: the Redfish page of the slot fails."});
+        }
+    }
+    symptoms.push_back(
+        {"mapper", true,
+         "The mapper shows " + std::to_string(shown) + " associations in both directions."});
+}
+
+} // namespace
+
+std::vector<Symptom> examineHealth(sd_bus* bus)
+{
+    Symptoms symptoms;
+    checkOwner(bus, names::smbiosService, "The SMBIOS service", symptoms);
+    checkOwner(bus, names::kovdService, "The platform service", symptoms);
+    checkOwner(bus, names::ownService, "The daemon", symptoms);
+    std::vector<Reply> replies;
+    const Machine machine = examine(readBus(bus, &replies));
+    checkReplies(replies, symptoms);
+    checkWritable(bus, machine, symptoms);
+    checkAgreement(machine, symptoms);
+    checkMapper(bus, machine, symptoms);
+    return symptoms;
+}
+
+} // namespace inspect

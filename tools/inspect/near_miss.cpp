@@ -1,0 +1,240 @@
+#include "inspect/near_miss.hpp"
+
+#include "base/names.hpp"
+#include "engines/fqdd.hpp"
+#include "inspect/world.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+
+namespace inspect
+{
+namespace
+{
+
+/** One property to change, on the SMBIOS or on the platform object. */
+struct Change
+{
+    bool onSmbios;
+    std::string property;
+    PropertyValue value;
+};
+using Changes = std::vector<Change>;
+
+const PropertyValue* find(const PropertyMap& properties, std::string_view name)
+{
+    const auto at = properties.find(name);
+    return at == properties.end() ? nullptr : &at->second;
+}
+
+std::string textOf(const PropertyMap& properties, std::string_view name)
+{
+    const PropertyValue* value = find(properties, name);
+    const auto* text = value == nullptr ? nullptr : std::get_if<std::string>(value);
+    return text == nullptr ? "" : *text;
+}
+
+/** Descriptors that name what the designation names. */
+void addDescriptors(const std::string& designation, const std::string& fqdd, Changes& changes)
+{
+    SlotAndBay named;
+    parseSlotAndBay(designation, named);
+    if (named.slot == -1)
+    {
+        return;
+    }
+    const std::string property(names::pcieFqdd);
+    const std::string slot = std::to_string(named.slot);
+    const FqddTokens tokens = splitFqdd(fqdd);
+    if (tokens.count >= 3)
+    {
+        changes.push_back({false, property, std::string(tokens.token[0]) + ".Slot." + slot + "-1"});
+    }
+    changes.push_back({false, property, "PcieSlotPlaceholder.Slot." + slot + "-1"});
+    if (named.bay != -1)
+    {
+        changes.push_back(
+            {false, property,
+             "Disk.Bay." + slot + ":Enclosure.Internal.0-" + std::to_string(named.bay)});
+    }
+}
+
+/** Designations that name what the descriptor names. */
+void addDesignations(const std::string& fqdd, Changes& changes)
+{
+    const std::string property(names::slotDesignation);
+    DiskBay bay;
+    if (parseDiskBayFqdd(fqdd, bay) && bay.disk != -1 && bay.enclosure != -1)
+    {
+        changes.push_back(
+            {true, property,
+             "Slot " + std::to_string(bay.disk) + " Bay " + std::to_string(bay.enclosure)});
+    }
+    const FqddTokens tokens = splitFqdd(fqdd);
+    if (tokens.count >= 3)
+    {
+        changes.push_back({true, property, "PCIe Slot " + std::string(tokens.token[2])});
+    }
+}
+
+Changes slotChanges(const PropertyMap& smbios, const PropertyMap& platform)
+{
+    Changes changes;
+    if (const PropertyValue* instance = find(platform, names::pcieLocatorInstanceNum))
+    {
+        changes.push_back({true, std::string(names::slotId), *instance});
+    }
+    if (const PropertyValue* slotId = find(smbios, names::slotId))
+    {
+        changes.push_back({false, std::string(names::pcieLocatorInstanceNum), *slotId});
+    }
+    for (const std::uint8_t locator : {std::uint8_t{6}, std::uint8_t{9}})
+    {
+        changes.push_back({false, std::string(names::pcieLocatorType), locator});
+    }
+    const std::string fqdd = textOf(platform, names::pcieFqdd);
+    addDescriptors(textOf(smbios, names::slotDesignation), fqdd, changes);
+    addDesignations(fqdd, changes);
+    return changes;
+}
+
+std::string digitsOf(const std::string& text)
+{
+    std::string digits;
+    std::ranges::copy_if(text, std::back_inserter(digits),
+                         [](char c) { return c >= '0' && c <= '9'; });
+    return digits;
+}
+
+Changes processorChanges(const PropertyMap& smbios, const PropertyMap& platform)
+{
+    Changes changes;
+    const std::string socketText = textOf(smbios, names::socket);
+    const std::string socketNumber = digitsOf(socketText);
+    if (socketNumber.empty() || socketNumber.size() > 4)
+    {
+        return changes;
+    }
+    const std::string key = textOf(platform, names::targetDevKey);
+    const FqddTokens tokens = splitFqdd(key);
+    changes.push_back({true, std::string(names::socket), "CPU" + socketNumber});
+    changes.push_back({false, std::string(names::slotNumber),
+                       static_cast<std::uint16_t>(std::stoi(socketNumber))});
+    if (tokens.count >= 2)
+    {
+        changes.push_back({false, std::string(names::targetDevKey),
+                           std::string(tokens.token[0]) + "." + std::string(tokens.token[1]) + "." +
+                               socketNumber});
+    }
+    return changes;
+}
+
+/** What differs between looking for slots and for processors. */
+struct Search
+{
+    Rule rule;
+    Kind smbios;
+    Kind platform;
+    Changes (*changes)(const PropertyMap& smbios, const PropertyMap& platform);
+};
+
+constexpr Search searches[] = {
+    {Rule::slot, Kind::smbiosSlot, Kind::kovdSlot, slotChanges},
+    {Rule::processor, Kind::smbiosCpu, Kind::kovdCpu, processorChanges},
+};
+
+Changes changesOf(const Search& search, const PropertyMap& smbios, const PropertyMap& platform)
+try
+{
+    return search.changes(smbios, platform);
+}
+catch (const std::out_of_range&)
+{
+    return {}; // a number does not fit; that is a finding of its own
+}
+
+/** The first change that makes the two a pair. */
+std::optional<Change> helpful(const Search& search, const PropertyMap& smbios,
+                              const PropertyMap& platform)
+{
+    for (Change& change : changesOf(search, smbios, platform))
+    {
+        PropertyMap first = smbios;
+        PropertyMap second = platform;
+        (change.onSmbios ? first : second).insert_or_assign(change.property, change.value);
+        if (verdictOf(search.rule, first, second))
+        {
+            return std::move(change);
+        }
+    }
+    return std::nullopt;
+}
+
+/** The SMBIOS objects of a kind that no platform object leads to. */
+std::vector<const ObjectsOfKind::value_type*> untaken(const Outcome& outcome, Kind kind)
+{
+    std::vector<const ObjectsOfKind::value_type*> found;
+    for (const auto& object : outcome.of(kind))
+    {
+        if (!outcome.pairs.contains(object.first))
+        {
+            found.push_back(&object);
+        }
+    }
+    return found;
+}
+
+std::optional<NearMiss> nearest(const Search& search, const ObjectsOfKind::value_type& platform,
+                                const std::vector<const ObjectsOfKind::value_type*>& candidates)
+{
+    std::optional<NearMiss> best;
+    std::size_t most = 0;
+    for (const auto* smbios : candidates)
+    {
+        const Condition failed = verdictOf(search.rule, smbios->second, platform.second).failed();
+        const std::size_t progress =
+            progressOf(search.rule, failed, smbios->second, platform.second);
+        if (failed == Condition::none || (best && progress <= most))
+        {
+            continue;
+        }
+        if (auto change = helpful(search, smbios->second, platform.second))
+        {
+            most = progress;
+            best = {platform.first,
+                    smbios->first,
+                    failed,
+                    say(search.rule, failed, false, smbios->second, platform.second),
+                    change->onSmbios ? smbios->first : platform.first,
+                    change->property,
+                    toText(change->value)};
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+std::vector<NearMiss> nearMisses(const Outcome& outcome)
+{
+    std::vector<NearMiss> misses;
+    for (const Search& search : searches)
+    {
+        const auto candidates = untaken(outcome, search.smbios);
+        for (const auto& platform : outcome.of(search.platform))
+        {
+            if (outcome.lists.contains(platform.first))
+            {
+                continue;
+            }
+            if (auto miss = nearest(search, platform, candidates))
+            {
+                misses.push_back(std::move(*miss));
+            }
+        }
+    }
+    return misses;
+}
+
+} // namespace inspect
