@@ -22,7 +22,8 @@
  * and its turn comes when nobody else is ready: a message that a bus connection has read already,
  * while it waited for another one, counts as ready like one that is still in the socket. A peer
  * that floods us with messages would then stop the units altogether; after a number of iterations
- * without a unit the next one goes at the normal priority, where it has waited longest.
+ * without a unit, whether one waits or not, the next one goes at the normal priority, where it has
+ * waited longest.
  *
  * A unit that fails costs only itself. Its result is not looked at, for it has said itself what
  * went wrong; what it throws becomes one line here.

@@ -53,14 +53,14 @@ int onOwnWork(sd_event_source* /*post*/, void* /*nothing*/)
 int onRound(sd_event_source* /*io*/, int file, std::uint32_t /*events*/, void* post)
 {
     std::uint64_t expirations = 0;
-    const ssize_t size = read(file, &expirations, sizeof expirations);
+    const int error = read(file, &expirations, sizeof expirations) < 0 ? errno : 0;
     roundIsDue = false;
     giveBackFreeHeap();
     // Off and on again: a source that is switched on is no longer marked, not even by this event.
     auto* const ownWork = static_cast<sd_event_source*>(post);
     sd_event_source_set_enabled(ownWork, SD_EVENT_OFF);
     sd_event_source_set_enabled(ownWork, SD_EVENT_ONESHOT);
-    return size < 0 && errno != EAGAIN && errno != EINTR ? -errno : 0;
+    return error != EAGAIN && error != EINTR ? -error : 0;
 }
 
 void openTimer()

@@ -19,6 +19,23 @@
 #include <csignal>
 #include <cstring>
 
+namespace
+{
+
+/** A daemon that keeps its free memory works all the same. */
+void giveBackHeap(sd_event* loop)
+try
+{
+    giveBackHeapWhenIdle(loop);
+}
+catch (...)
+{
+    logFailure(UTIL_SITE,
+               {"Free memory will not be given back: %s", "Free memory will not be given back"});
+}
+
+} // namespace
+
 std::thread smbiosWorkerThread;
 std::thread kovdWorkerThread;
 
@@ -63,7 +80,7 @@ sdeventplus::Event attachToMainLoop(sd_bus* bus)
     auto event = sdeventplus::Event::get_default();
     checkBusResult(sd_bus_attach_event(bus, event.get(), SD_EVENT_PRIORITY_NORMAL),
                    "sd_bus_attach_event");
-    giveBackHeapWhenIdle(event.get());
+    giveBackHeap(event.get());
     return event;
 }
 
