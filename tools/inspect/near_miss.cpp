@@ -171,13 +171,14 @@ std::optional<Change> helpful(const Search& search, const PropertyMap& smbios,
     return std::nullopt;
 }
 
-/** The SMBIOS objects of a kind that no platform object leads to. */
-std::vector<const ObjectsOfKind::value_type*> untaken(const Outcome& outcome, Kind kind)
+/** The SMBIOS objects without a partner of the platform kind; a slot may have a device for one. */
+std::vector<const ObjectsOfKind::value_type*> untaken(const Outcome& outcome, const Search& search)
 {
     std::vector<const ObjectsOfKind::value_type*> found;
-    for (const auto& object : outcome.of(kind))
+    for (const auto& object : outcome.of(search.smbios))
     {
-        if (!outcome.pairs.contains(object.first))
+        const auto pair = outcome.pairs.find(object.first);
+        if (pair == outcome.pairs.end() || !outcome.of(search.platform).contains(pair->second))
         {
             found.push_back(&object);
         }
@@ -221,7 +222,7 @@ std::vector<NearMiss> nearMisses(const Outcome& outcome)
     std::vector<NearMiss> misses;
     for (const Search& search : searches)
     {
-        const auto candidates = untaken(outcome, search.smbios);
+        const auto candidates = untaken(outcome, search);
         for (const auto& platform : outcome.of(search.platform))
         {
             if (outcome.lists.contains(platform.first))

@@ -119,12 +119,12 @@ const std::vector<Refused> refusals{
     {"bayUnread", Rule::slot, smbiosSlot("BAY 1", 3), platformSlot(disk31, 9, 3),
      Condition::bayRead,
      "SlotDesignation \"BAY 1\" names slot none and bay 1, PCIeFQDD "
-     "\"Disk.Bay.3:Enclosure.Internal.0-1\" names disk 3 and enclosure 1: all four are needed",
+     "\"Disk.Bay.3:Enclosure.Internal.0-1\" disk 3 and enclosure 1: all four are needed",
      true, "SlotDesignation", text("SLOT 3 BAY 1")},
     {"bayUnnumbered", Rule::slot, bay31, platformSlot("Disk.Bay.x:Enclosure.Internal.0-1", 9, 3),
      Condition::bayNumbered,
      "SlotDesignation \"SLOT 3 BAY 1\" names slot 3 and bay 1, PCIeFQDD "
-     "\"Disk.Bay.x:Enclosure.Internal.0-1\" names disk none and enclosure 1: all four are needed",
+     "\"Disk.Bay.x:Enclosure.Internal.0-1\" disk none and enclosure 1: all four are needed",
      false, "PCIeFQDD", text(disk31)},
     {"disk", Rule::slot, bay31, platformSlot("Disk.Bay.4:Enclosure.Internal.0-1", 9, 3),
      Condition::diskEqual,

@@ -225,8 +225,10 @@ machine::Kind kindOf(const std::string& interface)
     throw std::logic_error(interface);
 }
 
-void insertAll(model::Model& model, const sim::Objects& objects)
+/** True when one of the inserts asks for a resync. */
+bool insertAll(model::Model& model, const sim::Objects& objects)
 {
+    bool requested = false;
     for (const auto& [path, interfaces] : objects)
     {
         for (const auto& [interface, properties] : inspect::toInterfaceMap(interfaces))
@@ -236,23 +238,28 @@ void insertAll(model::Model& model, const sim::Objects& objects)
             event.path = path;
             event.properties = properties;
             model.happen(event);
+            requested |= model.world.recoveryRequested;
         }
     }
+    return requested;
 }
 
 /** What the daemon has to do at start-up, by the model. */
 model::World modelled(const World& world)
 {
     model::Model model;
-    insertAll(model, world.smbios);
-    insertAll(model, world.board);
-    insertAll(model, world.chassis);
+    bool requested = false;
+    for (const sim::Objects* objects : {&world.smbios, &world.board, &world.chassis})
+    {
+        requested |= insertAll(model, *objects);
+    }
     for (const auto pass : {machine::Event::Type::pciePass, machine::Event::Type::cpuPass})
     {
         machine::Event event;
         event.type = pass;
         model.happen(event);
     }
+    model.world.recoveryRequested = requested;
     return model.world;
 }
 

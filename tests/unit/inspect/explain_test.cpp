@@ -79,7 +79,7 @@ TEST(explain, triesNoCandidateBehindTheFirstMatch)
 TEST(explain, saysWhichConditionTheNearestCandidateFails)
 {
     EXPECT_EQ(sentenceOf(awkward(), "board/pcie_slot_7"),
-              "pcie_slot_7 is unpaired: none of 20 SMBIOS slots fits; nearest is pcieslot7: "
+              "pcie_slot_7 is unpaired: none of 21 SMBIOS slots fits; nearest is pcieslot7: "
               "PCIeFQDD \"Nic.Slots.7-1\": its second token, \"Slots\", is not SLOT.");
 }
 
