@@ -24,11 +24,19 @@ del sys.argv[1:]
 DOCUMENTS = [
     SOURCE / name
     for name in ("README.md", "CONTRIBUTING.md", "SECURITY.md", "share/inventories/README.md")
-] + sorted((SOURCE / "docs").glob("*.md"))
+] + [
+    document
+    for document in sorted((SOURCE / "docs").glob("*.md"))
+    if document.name != "INSPECTING.md"  # tests/scripts/hwinvctl_test.py runs all of it
+]
 
 # Commands that need root, the network or a machine of their own: the test that runs them, and the
 # words in it by which it does. (scripts/install runs the build by hand with the same three steps.)
 RUN_BY = {
+    "build/tools/hwinvctl/hwinvctl --from share/inventories/awkward explain pcie_slot_7": (
+        "docs/INSPECTING.md",
+        "hwinvctl --from awkward explain pcie_slot_7",
+    ),
     "scripts/install": ("tests/machine/install_test.py", '"/opt/source/scripts/install")'),
     "scripts/install --remove": (
         "tests/machine/install_test.py",

@@ -23,7 +23,9 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 
 UPDATE = "--update" in sys.argv
-SOURCE, HWINVCTL, HWINV_SIM, DAEMON = [word for word in sys.argv[1:] if word != "--update"]
+SOURCE, HWINVCTL, HWINV_SIM, DAEMON = [
+    os.path.abspath(word) for word in sys.argv[1:] if word != "--update"
+]
 DOCUMENT = pathlib.Path(SOURCE) / "docs" / "INSPECTING.md"
 INVENTORIES = pathlib.Path(SOURCE) / "share" / "inventories"
 COMPLETION = pathlib.Path(SOURCE) / "tools" / "completion" / "hwinvctl"
