@@ -104,8 +104,9 @@ template <std::size_t N>
 void insertAll(const sim::Objects& objects, const std::array<InsertRow, N>& rows, Occasion occasion,
                Outcome& outcome, std::vector<FailedInsert>& failed)
 {
-    for (const auto& [path, interfaces] : objects)
+    for (const auto& [objectPath, interfaces] : objects)
     {
+        const std::string& path = objectPath;
         const auto insert =
             [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
         {
