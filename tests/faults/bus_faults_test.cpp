@@ -3,6 +3,7 @@
 #include "faults/kit/fault_test.hpp"
 #include "faults/kit/mute_socket.hpp"
 #include "faults/kit/process.hpp"
+#include "faults/kit/small_broker.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -330,6 +331,45 @@ TEST_F(BusFaults, B11StoppedWhileTwoHundredMegabytesArrive)
     EXPECT_EQ(said, expected);
     expectCanary();
     expectHealthy();
+}
+
+constexpr std::size_t fewBytes = 8 * megabyte;
+
+/** Before there is a bus. */
+class SmallBroker
+{
+  protected:
+    const std::string whyNot = kit::onBroker() ? kit::limitBroker(fewBytes) : "";
+};
+
+class SmallBus : private SmallBroker, public BusFaults
+{
+  protected:
+    SmallBus() : BusFaults({.bytesPerConnection = fewBytes}) {}
+
+    void SetUp() override
+    {
+        ASSERT_EQ(whyNot, "");
+    }
+};
+
+TEST_F(SmallBus, B11StoppedWhileMoreArrivesThanTheBusKeeps)
+{
+    constexpr unsigned signals = 200;
+    publishWithCanaries(sim::makeInventory(2, 1));
+    startSettled();
+    daemon().signal(SIGSTOP);
+    emitLargeSignals(kovd, signals);
+    ASSERT_FALSE(daemon().waitForEnd(10s).has_value());
+    daemon().signal(SIGCONT);
+
+    // Some of it is lost, and whoever has too much of it may be disconnected.
+    expectHealthy(kit::allThreads, Descriptors::noMore);
+    kit::measured(std::to_string(linesWith(" ObjPath to be added")) + " of 200 signals arrived");
+    kit::measured(kovd.running() ? "the platform is still connected"
+                                 : "the platform is disconnected");
+    interrupt();
+    expectHealthy(kit::threadsAfterInterrupt, Descriptors::noMore);
 }
 
 class SmallReplies : public BusFaults
