@@ -57,7 +57,7 @@ class Soak : public kit::FaultTest
         {
             askOne({});
         }
-        bringBackOthers();
+        forgetCanaries();
         memory = idleMemory();
         noteDescriptors();
     }
@@ -86,10 +86,11 @@ class Soak : public kit::FaultTest
     /** Announces a canary; false when its list does not come in time, once and right. */
     bool announce(unsigned number, std::chrono::milliseconds later)
     {
-        const auto [path, interfaces] = sim::makeKovdSlot(number);
+        const auto slot = sim::makeKovdSlot(number);
+        const std::string& path = slot.first;
         const std::size_t before = kovd.journal().setsOn(path).size();
         const auto announced = Clock::now();
-        kovd.addObject(path, interfaces);
+        kovd.addObject(path, slot.second);
         const bool arrived = kovd.journal().waitUntil(
             [&] { return kovd.journal().setsOn(path).size() > before; }, 1s + later);
         slowest = std::max<std::chrono::nanoseconds>(slowest, Clock::now() - announced - later);
@@ -114,8 +115,8 @@ class Soak : public kit::FaultTest
         kovd.journal().clear();
     }
 
-    /** All canaries unpaired, as at the start. */
-    void bringBackOthers()
+    /** From here on they count. */
+    void forgetCanaries()
     {
         asked = 0;
         answered = 0;
