@@ -40,6 +40,8 @@ sim::InventoryCapture plainSlots(unsigned slots)
 class ServiceFaults : public kit::FaultTest
 {
   protected:
+    std::chrono::nanoseconds timeOfBoardReply();
+
     /** The paths of all Sets so far, in order. */
     Texts written()
     {
@@ -393,6 +395,19 @@ TEST_F(ServiceFaults, S7PlatformRestartsAfterTheFallbacks)
     expectHealthy(kit::threadsAfterFallback);
 }
 
+/** How long the platform takes to list its board, which is no time of the daemon's. */
+std::chrono::nanoseconds ServiceFaults::timeOfBoardReply()
+{
+    const sim::Connection caller = sim::connectTo(bus.address());
+    sim::check(sd_bus_set_method_call_timeout(caller.get(), 300'000'000), "bound the call");
+    const auto asked = Clock::now();
+    sim::check(sd_bus_call_method(caller.get(), sim::names::kovdService, sim::names::boardRoot,
+                                  sim::names::objectManager, objectsCall, nullptr, nullptr,
+                                  nullptr),
+               "list the board");
+    return Clock::now() - asked;
+}
+
 TEST_F(ServiceFaults, S8FiftyThousandPlatformObjects)
 {
     constexpr unsigned slots = 32;
@@ -404,18 +419,20 @@ TEST_F(ServiceFaults, S8FiftyThousandPlatformObjects)
         inventory.kovd.insert(sim::makeKovdSlot(slot));
     }
     publishWithCanaries(inventory);
+    const auto reply = timeOfBoardReply();
     const auto begun = Clock::now();
-    startWith({}, {}, 1);
+    startWith({}, {"SYSTEMD_BUS_TIMEOUT=5min"}, 1);
     observer.waitForOwner(rig::daemonName, kit::patience);
     ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
-    const auto took = Clock::now() - begun;
+    const auto took = Clock::now() - begun - reply;
     const auto worked = kit::processorTime(daemon().pid());
     ASSERT_TRUE(kovd.journal().waitForSets(slots, kit::patience));
     settle();
     noteState();
     const long peak = kit::statusNumber(daemon().pid(), "VmHWM");
     kit::measured("start-up passes in " + kit::inMilliseconds(took) + " with " +
-                  kit::inMilliseconds(worked) + " of processor time");
+                  kit::inMilliseconds(worked) + " of processor time, beside " +
+                  kit::inMilliseconds(reply) + " that the simulator takes to reply");
     kit::measured(std::to_string(peak / 1024) + " MiB at the most");
 
     if (!kit::sanitized())
