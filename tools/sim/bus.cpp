@@ -115,7 +115,7 @@ child::Descriptor openLog(const std::string& file)
     return child::Descriptor{open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
 }
 
-std::string textOf(const std::string& file)
+std::string readText(const std::string& file)
 {
     std::ifstream stream(file);
     return {std::istreambuf_iterator<char>(stream), {}};
@@ -195,7 +195,7 @@ void PrivateBus::startDaemon(const std::string& configArgument)
     pipe.write.reset();
     if (!child::readUntil(pipe.read.get(), address_, "\n", startLimit))
     {
-        throw Error("private bus: dbus-daemon did not start: " + textOf(logFile));
+        throw Error("private bus: dbus-daemon did not start: " + readText(logFile));
     }
     address_.resize(address_.find('\n'));
 }
