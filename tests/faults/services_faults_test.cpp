@@ -4,6 +4,7 @@
 #include "faults/kit/process.hpp"
 #include "rig/backlog.hpp"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <functional>
@@ -107,7 +108,7 @@ class AbsentServices : public ServiceFaults, public testing::WithParamInterface<
 
 TEST_P(AbsentServices, S1ServicesMissingAtTheStart)
 {
-    constexpr int warp = 20;
+    constexpr int warp = 10; // what a busy machine adds counts ten times only
     const Beginning& beginning = GetParam();
     beginning.smbios ? publish(smbios, inventory.smbios) : void();
     beginning.kovd ? publish(kovd, inventory.kovd) : void();
@@ -134,7 +135,7 @@ TEST_P(AbsentServices, S1ServicesMissingAtTheStart)
     ASSERT_TRUE(kovd.journal().waitForSets(kit::listsOf(2, 1).size(), kit::patience));
     const auto first = kovd.journal().sets().front().time;
     EXPECT_GE(Seconds(first - begun).count() * warp, 185.0);
-    EXPECT_LE(Seconds(first - started).count() * warp, 186.0);
+    EXPECT_LE(Seconds(first - started).count() * warp, kit::sanitized() ? 190.0 : 186.0);
     kit::measured("written after " + std::to_string(Seconds(first - started).count() * warp) +
                   " s of daemon time");
     settle();
@@ -249,7 +250,7 @@ TEST_F(ServiceFaults, S4BothServicesSilentAtTheStart)
     }
     observer.ping(rig::daemonName);
     const auto reached = Clock::now() - begun;
-    EXPECT_LE(reached, 5s);
+    EXPECT_LE(reached, kit::allowed(5s));
     kit::measured("main loop after " + kit::inMilliseconds(reached));
     settle();
     noteState();
@@ -326,7 +327,7 @@ TEST_F(LateSets, S5InterruptBetweenTwoLateSets)
     const auto begun = Clock::now();
     interrupt();
     const auto took = Clock::now() - begun;
-    EXPECT_LE(took, setTimeout + 500ms);
+    EXPECT_LE(took, kit::allowed(setTimeout + 500ms));
     kit::measured("interrupt handled after " + kit::inMilliseconds(took));
     ASSERT_TRUE(kovd.journal().waitForSets(lateUnits, kit::patience));
 
@@ -424,20 +425,21 @@ TEST_F(ServiceFaults, S8FiftyThousandPlatformObjects)
     startWith({}, {"SYSTEMD_BUS_TIMEOUT=5min"}, 1);
     observer.waitForOwner(rig::daemonName, kit::patience);
     ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
-    const auto took = Clock::now() - begun - reply;
-    const auto worked = kit::processorTime(daemon().pid());
+    const auto whole = Clock::now() - begun;
+    const auto waited = kit::waitForProcessor(daemon().pid());
     ASSERT_TRUE(kovd.journal().waitForSets(slots, kit::patience));
     settle();
     noteState();
     const long peak = kit::statusNumber(daemon().pid(), "VmHWM");
-    kit::measured("start-up passes in " + kit::inMilliseconds(took) + " with " +
-                  kit::inMilliseconds(worked) + " of processor time, beside " +
-                  kit::inMilliseconds(reply) + " that the simulator takes to reply");
+    const auto took = std::max<std::chrono::nanoseconds>(whole - reply - waited, 0ns);
+    kit::measured("start-up passes in " + kit::inMilliseconds(took) + ", beside " +
+                  kit::inMilliseconds(reply) + " that the simulator takes to reply and " +
+                  kit::inMilliseconds(waited) + " that others had the processor");
     kit::measured(std::to_string(peak / 1024) + " MiB at the most");
 
+    EXPECT_LE(took, kit::allowed(10s));
     if (!kit::sanitized())
     {
-        EXPECT_LE(took, 10s);
         EXPECT_LE(peak, 256 * 1024);
     }
     EXPECT_EQ(kovd.journal().setCount(), slots);
@@ -491,7 +493,7 @@ class OneSlot : public ServiceFaults
                             {slot.second.begin()->first, sim::Json::object(), sim::Json::array()}});
         ASSERT_TRUE(daemon().log().waitFor(worked, kit::patience));
         const auto took = Clock::now() - ended;
-        EXPECT_LE(took, 5s);
+        EXPECT_LE(took, kit::allowed(5s));
         kit::measured("queue empty " + kit::inMilliseconds(took) + " later");
     }
 
