@@ -161,7 +161,7 @@ bool associateInPass(const Site& site, const std::string& path)
         return true;
     }
     const SharedObject slot = smbiosPCIeSlotObjs.findObject(path);
-    const CandidateState state = examine(site, unusableSmbios, path, slot);
+    const CandidateState state = examine(site, unusableSmbios, path, slot.get());
     if (state == CandidateState::usable)
     {
         IterateKOVDObjectsOfSlot(slot->properties, path);

@@ -118,15 +118,16 @@ void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& sm
     const Site site = UTIL_SITE;
     UTIL_LOG(level::info, "SmbiosPath:%s", smbiosPath.c_str());
     UTIL_LOG(level::trace, " Finding association among kovd PCIe slot dbus objects");
-    const auto visit = [&](const std::string& kovdPath, const PropertyMap& kovdProperties)
+    const auto visit = [&](const StoredObject& slot)
     {
-        if (!CompareAssociationProperties(smbiosProperties, kovdProperties, compare::slotForSmbios))
+        if (!CompareAssociationProperties(smbiosProperties, slot.properties,
+                                          compare::slotForSmbios))
         {
             return Walk::goOn;
         }
-        recordSlot(site, smbiosPath, kovdPath);
-        matchedSlotPath = kovdPath;
-        sendSlotAssociation(site, kovdPath, smbiosPath);
+        recordSlot(site, smbiosPath, slot.path);
+        matchedSlotPath = slot.path;
+        sendSlotAssociation(site, slot.path, smbiosPath);
         return Walk::end;
     };
     // No match is normal for an empty slot, and while the platform daemon is still starting.
@@ -139,15 +140,15 @@ void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
 try
 {
     const Site site = UTIL_SITE;
-    const auto visit = [&](const std::string& devicePath, const PropertyMap& deviceProperties)
+    const auto visit = [&](const StoredObject& device)
     {
         const bool inSlot =
-            !matchedSlotPath.empty() && devicePath.find(matchedSlotPath) != std::string::npos;
+            !matchedSlotPath.empty() && device.path.find(matchedSlotPath) != std::string::npos;
         if (inSlot ||
-            CompareAssociationProperties(smbiosProperties, deviceProperties, compare::slotDevice))
+            CompareAssociationProperties(smbiosProperties, device.properties, compare::slotDevice))
         {
-            recordDevice(site, smbiosPath, devicePath);
-            sendSlotAssociation(site, devicePath, smbiosPath);
+            recordDevice(site, smbiosPath, device.path);
+            sendSlotAssociation(site, device.path, smbiosPath);
         }
         return Walk::goOn; // all devices of the slot count, not only the first
     };

@@ -63,16 +63,16 @@ void IterateSMBIOSPCISlotObjs(const PropertyMap& kovdProperties, const std::stri
 try
 {
     const Site site = UTIL_SITE;
-    const auto visit = [&](const std::string& smbiosPath, const PropertyMap& smbiosProperties)
+    const auto visit = [&](const StoredObject& slot)
     {
         // Whatever kind of KOVD object asks, it is compared as a slot: a device without the
         // slot's own properties finds nothing here.
-        if (!CompareAssociationProperties(smbiosProperties, kovdProperties, compare::slotForKovd))
+        if (!CompareAssociationProperties(slot.properties, kovdProperties, compare::slotForKovd))
         {
             return Walk::goOn;
         }
-        recordMatch(site, smbiosPath, kovdPath);
-        sendSlotAssociation(site, kovdPath, smbiosPath);
+        recordMatch(site, slot.path, kovdPath);
+        sendSlotAssociation(site, kovdPath, slot.path);
         return Walk::end;
     };
     const WalkEnd end =

@@ -7,7 +7,8 @@
  * properties.
  *
  * Stored objects are immutable and shared: an insert replaces the object, so a search looks at a
- * stored object without copying it and without holding the lock.
+ * stored object without copying it and without holding the lock. It holds a snapshot and asks at
+ * each entry, without the lock, whether the map is still as it was then.
  *
  * Any thread; takes its own lock. No operation calls out while it holds it. A failing mutex throws
  * std::system_error.
@@ -17,7 +18,7 @@
 #include "base/mutex.hpp"
 #include "store/types.hpp"
 
-#include <cstddef>
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -67,19 +68,22 @@ class ObjectMap
     /** Shared by all callers until the next change of the map. */
     Snapshot snapshot() const EXCLUDES(mutex_);
 
-    /**
-     * What is stored now under the path of the snapshot's entry `index`; null when it has
-     * vanished since. Costs no search while the map is as it was.
-     */
-    SharedObject current(const Snapshot& snapshot, std::size_t index) const EXCLUDES(mutex_);
+    /** Whether the map is as it was when the snapshot was taken. Takes no lock. */
+    bool isLatest(const Snapshot& snapshot) const
+    {
+        // The caller keeps its snapshot alive, so an equal address is the same snapshot.
+        return latest_.load() == snapshot.get();
+    }
 
   private:
     using Objects = std::vector<SharedObject>;
 
     Objects::const_iterator lowerBound(std::string_view path) const REQUIRES(mutex_);
     SharedObject find(std::string_view path) const REQUIRES(mutex_);
+    Snapshot dropSnapshot() REQUIRES(mutex_);
 
     Mutex& mutex_;
     Objects objects_ GUARDED_BY(mutex_);
-    mutable Snapshot snapshot_ GUARDED_BY(mutex_); // null once objects_ has changed
+    mutable Snapshot snapshot_ GUARDED_BY(mutex_);        // null once objects_ has changed
+    mutable std::atomic<const Objects*> latest_{nullptr}; // snapshot_'s; written with mutex_ held
 };
