@@ -164,7 +164,7 @@ bool associateInPass(const Site& site, const std::string& path)
     const CandidateState state = examine(site, unusableSmbios, path, slot.get());
     if (state == CandidateState::usable)
     {
-        IterateKOVDObjectsOfSlot(slot->properties, path);
+        IterateKOVDObjectsOfSlot(*slot, path);
     }
     return state != CandidateState::vanished;
 }

@@ -96,7 +96,7 @@ try
         UTIL_LOG(level::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
         return;
     }
-    IterateKOVDObjectsOfSlot(slot->properties, smbiosPath);
+    IterateKOVDObjectsOfSlot(*slot, smbiosPath);
 }
 catch (...)
 {
@@ -104,15 +104,15 @@ catch (...)
                {"Exception in IterateKOVDObjs: %s", "Unknown Exception in IterateKOVDObjs"});
 }
 
-void IterateKOVDObjectsOfSlot(const PropertyMap& smbiosProperties, const std::string& smbiosPath)
+void IterateKOVDObjectsOfSlot(const Side& smbios, const std::string& smbiosPath)
 {
     std::string matchedSlotPath;
-    IterateKOVDPCIeSlotObjs(matchedSlotPath, smbiosProperties, smbiosPath);
-    IterateKOVDPCIeSlotDeviceObjs(matchedSlotPath, smbiosProperties, smbiosPath);
-    IterateKOVDPCIeSlotObjsChassisPath(matchedSlotPath, smbiosProperties, smbiosPath);
+    IterateKOVDPCIeSlotObjs(matchedSlotPath, smbios, smbiosPath);
+    IterateKOVDPCIeSlotDeviceObjs(matchedSlotPath, smbios, smbiosPath);
+    IterateKOVDPCIeSlotObjsChassisPath(matchedSlotPath, smbios, smbiosPath);
 }
 
-void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const Side& smbios,
                              const std::string& smbiosPath)
 {
     const Site site = UTIL_SITE;
@@ -120,8 +120,7 @@ void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& sm
     UTIL_LOG(level::trace, " Finding association among kovd PCIe slot dbus objects");
     const auto visit = [&](const StoredObject& slot)
     {
-        if (!CompareAssociationProperties(smbiosProperties, slot.properties,
-                                          compare::slotForSmbios))
+        if (!sidesMatch(smbios, slot, compare::slotForSmbios))
         {
             return Walk::goOn;
         }
@@ -134,8 +133,7 @@ void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& sm
     walkCandidates(site, kovdPCIeSlotObjs, unusableSlot, OnVanished::skip, visit);
 }
 
-void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
-                                   const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath, const Side& smbios,
                                    const std::string& smbiosPath)
 try
 {
@@ -144,8 +142,7 @@ try
     {
         const bool inSlot =
             !matchedSlotPath.empty() && device.path.find(matchedSlotPath) != std::string::npos;
-        if (inSlot ||
-            CompareAssociationProperties(smbiosProperties, device.properties, compare::slotDevice))
+        if (inSlot || sidesMatch(smbios, device, compare::slotDevice))
         {
             recordDevice(site, smbiosPath, device.path);
             sendSlotAssociation(site, device.path, smbiosPath);
@@ -160,8 +157,7 @@ catch (...)
                            "Exception in IterateKOVDPCIeSlotDeviceObjs"});
 }
 
-void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath,
-                                        const PropertyMap& /*smbiosProperties*/,
+void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath, const Side& /*smbios*/,
                                         const std::string& smbiosPath)
 try
 {

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-void ObjectMap::insertObject(const std::string& path, PropertyMap properties)
+void ObjectMap::insertObject(const std::string& path, PropertyMap properties, MatchKeys keys)
 {
-    auto object = std::make_shared<const StoredObject>(StoredObject{path, std::move(properties)});
+    auto object =
+        std::make_shared<const StoredObject>(StoredObject{path, std::move(properties), keys});
 
     Snapshot outdated; // freed, like the replaced object, when the lock is free again
     MutexLock lock(mutex_);

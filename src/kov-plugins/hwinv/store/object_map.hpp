@@ -19,15 +19,28 @@
 #include "store/types.hpp"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+/**
+ * What most comparisons of slots and devices end at, read from the properties by the engine that
+ * compares them (engines/match_keys.hpp). An object that lacks a key is compared by its properties.
+ */
+struct MatchKeys
+{
+    std::optional<std::uint16_t> identifier;
+    std::optional<int> number;
+};
 
 struct StoredObject
 {
     std::string path;
     PropertyMap properties;
+    MatchKeys keys = {};
 };
 
 /** Null stands for "not stored". */
@@ -46,7 +59,8 @@ class ObjectMap
     ObjectMap& operator=(const ObjectMap&) = delete;
 
     /** Adds the object or replaces all its properties; nothing is merged. */
-    void insertObject(const std::string& path, PropertyMap properties) EXCLUDES(mutex_);
+    void insertObject(const std::string& path, PropertyMap properties, MatchKeys keys = {})
+        EXCLUDES(mutex_);
 
     bool hasObject(std::string_view path) const EXCLUDES(mutex_);
 
