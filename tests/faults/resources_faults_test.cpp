@@ -77,6 +77,16 @@ class ResourceFaults : public RawFaults
         EXPECT_EQ(linesWith("terminate called"), 0u);
     }
 
+    /** Where the catalogue has the machine to itself; beside other tests an end waits for its turn.
+     */
+    void expectQuickEnds() const
+    {
+        if (faults::whole())
+        {
+            EXPECT_LE(slowestEnd_, endLimit);
+        }
+    }
+
     std::chrono::nanoseconds slowestEnd_{};
 };
 
@@ -164,7 +174,7 @@ TEST_P(RefusedThread, R4EndsTheProcessInTime)
         EXPECT_TRUE(waitForLine("main", "Caught an exception: Resource temporarily unavailable"));
         expectEndWith(0, "Caught an exception: ");
     }
-    EXPECT_LE(slowestEnd_, endLimit);
+    expectQuickEnds();
     kit::measured(std::to_string(starts) + " of " + std::to_string(starts) + ", slowest end " +
                   kit::inMilliseconds(slowestEnd_));
 }
@@ -233,7 +243,7 @@ TEST_F(ResourceFaults, R6AMainLoopThatEndsWhileAllThreadsWork)
     }
     over = true;
     events.join();
-    EXPECT_LE(slowestEnd_, endLimit);
+    expectQuickEnds();
     kit::measured(std::to_string(ends) + " of " + std::to_string(ends) + ", slowest end " +
                   kit::inMilliseconds(slowestEnd_));
 }
@@ -252,7 +262,7 @@ TEST_P(VanishingBus, R6EndsAStart)
         EXPECT_TRUE(waitForLine("main", "starting new process"));
         expectEndWith(0, "Caught an exception: ");
     }
-    EXPECT_LE(slowestEnd_, endLimit);
+    expectQuickEnds();
     kit::measured(std::to_string(starts) + " of " + std::to_string(starts) + ", slowest end " +
                   kit::inMilliseconds(slowestEnd_));
 }
