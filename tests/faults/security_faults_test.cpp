@@ -203,6 +203,10 @@ class GuardedFaults : public testing::TestWithParam<kit::BusKind>
   protected:
     void SetUp() override
     {
+        if (kit::onBroker())
+        {
+            GTEST_SKIP() << "starts both buses itself, and needs the machine's own root for that";
+        }
         const std::string whyNot = kit::enterOwnRoot(SYSUSERS_FILE);
         if (!whyNot.empty())
         {
