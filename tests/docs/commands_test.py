@@ -38,6 +38,7 @@ RUN_BY = {
         "hwinvctl --from awkward explain pcie_slot_7",
     ),
     "scripts/install": ("tests/machine/install_test.py", '"/opt/source/scripts/install")'),
+    "scripts/soak 20": ("tests/faults/meson.build", "'soak',"),
     "scripts/install --remove": (
         "tests/machine/install_test.py",
         '"/opt/source/scripts/install", "--remove")',

@@ -3,6 +3,8 @@
 #include "faults/kit/fault_test.hpp"
 #include "faults/kit/mute_socket.hpp"
 #include "faults/kit/process.hpp"
+#include "faults/kit/small_broker.hpp"
+#include "sim/error.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -37,6 +39,15 @@ class BusFaults : public kit::FaultTest
     std::string plainAddress() const
     {
         return bus.address().substr(0, bus.address().find(','));
+    }
+
+    /** Waits until the daemon has written nothing for a second. */
+    void waitUntilQuiet()
+    {
+        const auto anything = [](const rig::LogLine&) { return true; };
+        while (daemon().log().waitFor(anything, 1s, daemon().log().size()))
+        {
+        }
     }
 
     /** Somebody else who wants the daemon's name. */
@@ -330,6 +341,59 @@ TEST_F(BusFaults, B11StoppedWhileTwoHundredMegabytesArrive)
     EXPECT_EQ(said, expected);
     expectCanary();
     expectHealthy();
+}
+
+constexpr std::size_t fewBytes = 8 * megabyte;
+
+/** Before there is a bus. */
+class SmallBroker
+{
+  protected:
+    const std::string whyNot = kit::onBroker() ? kit::limitBroker(fewBytes) : "";
+};
+
+class SmallBus : private SmallBroker, public BusFaults
+{
+  protected:
+    SmallBus() : BusFaults({.bytesPerConnection = fewBytes}) {}
+
+    void SetUp() override
+    {
+        ASSERT_EQ(whyNot, "");
+    }
+};
+
+TEST_F(SmallBus, B11StoppedWhileMoreArrivesThanTheBusKeeps)
+{
+    constexpr unsigned signals = 200;
+    publishWithCanaries(sim::makeInventory(2, 1));
+    startSettled();
+    const std::size_t before = kit::descriptorsOf(daemon().pid()).size();
+    daemon().signal(SIGSTOP);
+    try
+    {
+        emitLargeSignals(kovd, signals);
+    }
+    catch (const sim::Error&)
+    {
+        // The bus has thrown the sender out.
+    }
+    ASSERT_FALSE(daemon().waitForEnd(10s).has_value());
+    const bool connected = kovd.running();
+    kit::measured(connected ? "the bus keeps the platform" : "the bus throws the platform out");
+    daemon().signal(SIGCONT);
+
+    // Some of it may be lost, and the daemon may have been thrown out.
+    waitUntilQuiet();
+    expectHealthy(kit::allThreads, Descriptors::noMore);
+    kit::measured(std::to_string(linesWith(" ObjPath to be added")) + " of 200 signals arrived");
+    kovd.start();
+    if (kit::descriptorsOf(daemon().pid()).size() == before)
+    {
+        expectCanary();
+    }
+    interrupt();
+    expectHealthy(kit::threadsAfterInterrupt, Descriptors::noMore);
 }
 
 class SmallReplies : public BusFaults

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <poll.h>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -92,17 +93,17 @@ std::string configuration(const std::string& folder, const BusOptions& options)
 )";
 }
 
-bool wantsBroker()
-{
-    const char* wanted = std::getenv("HWINV_BUS");
-    return wanted != nullptr && std::string_view(wanted) == "dbus-broker";
-}
-
-child::Descriptor listenAt(const std::string& path)
+sockaddr_un addressOf(const std::string& path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
+}
+
+child::Descriptor listenAt(const std::string& path)
+{
+    const sockaddr_un address = addressOf(path);
     child::Descriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     const int number = listener.get();
     if (number < 0 ||
@@ -114,12 +115,21 @@ child::Descriptor listenAt(const std::string& path)
     return listener;
 }
 
+/** Not connected where nobody listens any more. */
+child::Descriptor connectAt(const std::string& path)
+{
+    const sockaddr_un address = addressOf(path);
+    child::Descriptor client{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    return client;
+}
+
 child::Descriptor openLog(const std::string& file)
 {
     return child::Descriptor{open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
 }
 
-std::string textOf(const std::string& file)
+std::string readText(const std::string& file)
 {
     std::ifstream stream(file);
     return {std::istreambuf_iterator<char>(stream), {}};
@@ -138,6 +148,12 @@ std::string makeTemporaryFolder()
         failWithErrno("make a folder like " + name);
     }
     return name;
+}
+
+bool usesBroker()
+{
+    const char* wanted = std::getenv("HWINV_BUS");
+    return wanted != nullptr && std::string_view(wanted) == "dbus-broker";
 }
 
 // Once this is done the destructor cleans up, also when the start then fails.
@@ -177,7 +193,7 @@ try
     {
         throw Error("private bus: cannot write " + file);
     }
-    wantsBroker() ? startBroker("--config-file=" + file) : startDaemon("--config-file=" + file);
+    usesBroker() ? startBroker("--config-file=" + file) : startDaemon("--config-file=" + file);
 }
 catch (const std::system_error& error)
 {
@@ -199,7 +215,7 @@ void PrivateBus::startDaemon(const std::string& configArgument)
     pipe.write.reset();
     if (!child::readUntil(pipe.read.get(), address_, "\n", startLimit))
     {
-        throw Error("private bus: dbus-daemon did not start: " + textOf(logFile));
+        throw Error("private bus: dbus-daemon did not start: " + readText(logFile));
     }
     address_.resize(address_.find('\n'));
 }
@@ -225,7 +241,21 @@ void PrivateBus::startBroker(const std::string& configArgument)
 
 void PrivateBus::kill()
 {
+    if (daemon_.has_value() && usesBroker())
+    {
+        endBroker();
+    }
     daemon_.reset();
+}
+
+/** The broker ends by itself when its launcher has gone, a moment later: what hangs on its socket
+ *  breaks then. */
+void PrivateBus::endBroker()
+{
+    const child::Descriptor client = connectAt(socketIn(folder_));
+    daemon_.reset();
+    pollfd end{client.get(), 0, 0};
+    poll(&end, 1, static_cast<int>(std::chrono::milliseconds(startLimit).count()));
 }
 
 } // namespace sim

@@ -25,6 +25,9 @@ namespace sim
 /** Makes a folder of one's own in $TMPDIR, else in /tmp, for a bus; throws Error. */
 std::string makeTemporaryFolder();
 
+/** Whether a private bus is a dbus-broker: a launcher and its broker, in place of one daemon. */
+bool usesBroker();
+
 /** What a bus refuses. dbus-broker's launcher hears the policy and goes by limits of its own. */
 struct BusOptions
 {
@@ -59,7 +62,8 @@ class PrivateBus
         return address_;
     }
 
-    /** Ends the daemon now (all connections break); destruction then only removes the folder. */
+    /** Ends the daemon now (all connections break, and nobody can make one any more); destruction
+     *  then only removes the folder. */
     void kill();
 
   private:
@@ -67,6 +71,7 @@ class PrivateBus
     void start(const BusOptions& options);
     void startDaemon(const std::string& configArgument);
     void startBroker(const std::string& configArgument);
+    void endBroker();
 
     std::string folder_;
     bool ownsFolder_;

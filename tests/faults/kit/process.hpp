@@ -15,6 +15,9 @@ namespace kit
 /** Processor time that all its threads have used, the ended ones included. */
 std::chrono::nanoseconds processorTime(pid_t pid);
 
+/** How long its first thread could have run and had no processor, since others had them. */
+std::chrono::nanoseconds waitForProcessor(pid_t pid);
+
 /** What its open descriptors lead to, sorted, without the numbers that are new each time. */
 std::vector<std::string> descriptorsOf(pid_t pid);
 
