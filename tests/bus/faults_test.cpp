@@ -162,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(
     Types, WrongReplies,
     testing::Values(
         WrongReply{"Nothing", "", sim::Json::array()}, WrongReply{"Text", "s", {"objects"}},
-        WrongReply{"Properties", "a{sv}", {sim::Json::object()}},
+        WrongReply{"Properties", "a{sv}", sim::Json::array({sim::Json::object()})},
         WrongReply{"TextKeys", "a{sa{sa{sv}}}", {{{"/a", {{"b.c", sim::Json::object()}}}}}},
         WrongReply{"PlainValues", "a{oa{sa{ss}}}", {{{"/a", {{"b.c", {{"Name", "value"}}}}}}}}),
     [](const auto& wrong) { return wrong.param.name; });

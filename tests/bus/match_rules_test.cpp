@@ -124,11 +124,15 @@ TEST_F(MatchRules, AreEightInTheirOrder)
 class FewMatchRules : public kit::BusTest
 {
   protected:
-    FewMatchRules() : BusTest(3) {}
+    FewMatchRules() : BusTest({.matchRulesPerConnection = 3}) {}
 };
 
 TEST_F(FewMatchRules, AreReportedOnceAndLeaveTheStartUpPassesAtWork)
 {
+    if (sim::usesBroker())
+    {
+        GTEST_SKIP() << "dbus-broker's launcher does not hand this limit of a bus on";
+    }
     publish(sim::makeInventory(2));
     startDaemon();
 

@@ -12,11 +12,6 @@ namespace sim
 namespace
 {
 
-std::string textOf(const char* text)
-{
-    return text == nullptr ? "" : text;
-}
-
 Message replyTo(sd_bus_message* request)
 {
     sd_bus_message* reply = nullptr;

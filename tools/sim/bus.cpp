@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <poll.h>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -59,7 +60,7 @@ std::string socketIn(const std::string& folder)
 }
 
 /** The limits are those of a session bus, raised so that no storm or backlog of ours meets one. */
-std::string configuration(const std::string& folder, unsigned matchRules)
+std::string configuration(const std::string& folder, const BusOptions& options)
 {
     return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -73,32 +74,36 @@ std::string configuration(const std::string& folder, unsigned matchRules)
     <allow own="*"/>
     <allow send_destination="*" eavesdrop="true"/>
     <allow receive_sender="*" eavesdrop="true"/>
-  </policy>
-  <limit name="max_incoming_bytes">1000000000</limit>
-  <limit name="max_outgoing_bytes">1000000000</limit>
-  <limit name="max_message_size">134217728</limit>
+  )" + options.policy +
+           R"(</policy>
+  <limit name="max_incoming_bytes">)" +
+           std::to_string(options.bytesPerConnection) + R"(</limit>
+  <limit name="max_outgoing_bytes">)" +
+           std::to_string(options.bytesPerConnection) + R"(</limit>
+  <limit name="max_message_size">)" +
+           std::to_string(options.bytesPerMessage) + R"(</limit>
   <limit name="max_completed_connections">100000</limit>
   <limit name="max_incomplete_connections">10000</limit>
   <limit name="max_connections_per_user">100000</limit>
   <limit name="max_names_per_connection">50000</limit>
   <limit name="max_match_rules_per_connection">)" +
-           std::to_string(matchRules) + R"(</limit>
+           std::to_string(options.matchRulesPerConnection) + R"(</limit>
   <limit name="max_replies_per_connection">500000</limit>
 </busconfig>
 )";
 }
 
-bool wantsBroker()
-{
-    const char* wanted = std::getenv("HWINV_BUS");
-    return wanted != nullptr && std::string_view(wanted) == "dbus-broker";
-}
-
-child::Descriptor listenAt(const std::string& path)
+sockaddr_un addressOf(const std::string& path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
+}
+
+child::Descriptor listenAt(const std::string& path)
+{
+    const sockaddr_un address = addressOf(path);
     child::Descriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     const int number = listener.get();
     if (number < 0 ||
@@ -110,12 +115,21 @@ child::Descriptor listenAt(const std::string& path)
     return listener;
 }
 
+/** Not connected where nobody listens any more. */
+child::Descriptor connectAt(const std::string& path)
+{
+    const sockaddr_un address = addressOf(path);
+    child::Descriptor client{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    return client;
+}
+
 child::Descriptor openLog(const std::string& file)
 {
     return child::Descriptor{open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
 }
 
-std::string textOf(const std::string& file)
+std::string readText(const std::string& file)
 {
     std::ifstream stream(file);
     return {std::istreambuf_iterator<char>(stream), {}};
@@ -136,20 +150,26 @@ std::string makeTemporaryFolder()
     return name;
 }
 
+bool usesBroker()
+{
+    const char* wanted = std::getenv("HWINV_BUS");
+    return wanted != nullptr && std::string_view(wanted) == "dbus-broker";
+}
+
 // Once this is done the destructor cleans up, also when the start then fails.
 PrivateBus::PrivateBus(std::string folder, bool ownsFolder)
     : folder_(std::move(folder)), ownsFolder_(ownsFolder)
 {
 }
 
-PrivateBus::PrivateBus(unsigned matchRulesPerConnection) : PrivateBus(makeTemporaryFolder(), true)
+PrivateBus::PrivateBus(const BusOptions& options) : PrivateBus(makeTemporaryFolder(), true)
 {
-    start(matchRulesPerConnection);
+    start(options);
 }
 
 PrivateBus::PrivateBus(std::string folder) : PrivateBus(std::move(folder), false)
 {
-    start(manyMatchRules);
+    start({});
 }
 
 PrivateBus::~PrivateBus()
@@ -162,18 +182,18 @@ PrivateBus::~PrivateBus()
     }
 }
 
-void PrivateBus::start(unsigned matchRules)
+void PrivateBus::start(const BusOptions& options)
 try
 {
     const std::string file = folder_ + "/bus.conf";
     std::ofstream config(file);
-    config << configuration(folder_, matchRules);
+    config << configuration(folder_, options);
     config.close();
     if (!config)
     {
         throw Error("private bus: cannot write " + file);
     }
-    wantsBroker() ? startBroker("--config-file=" + file) : startDaemon("--config-file=" + file);
+    usesBroker() ? startBroker("--config-file=" + file) : startDaemon("--config-file=" + file);
 }
 catch (const std::system_error& error)
 {
@@ -195,7 +215,7 @@ void PrivateBus::startDaemon(const std::string& configArgument)
     pipe.write.reset();
     if (!child::readUntil(pipe.read.get(), address_, "\n", startLimit))
     {
-        throw Error("private bus: dbus-daemon did not start: " + textOf(logFile));
+        throw Error("private bus: dbus-daemon did not start: " + readText(logFile));
     }
     address_.resize(address_.find('\n'));
 }
@@ -221,7 +241,21 @@ void PrivateBus::startBroker(const std::string& configArgument)
 
 void PrivateBus::kill()
 {
+    if (daemon_.has_value() && usesBroker())
+    {
+        endBroker();
+    }
     daemon_.reset();
+}
+
+/** The broker ends by itself when its launcher has gone, a moment later: what hangs on its socket
+ *  breaks then. */
+void PrivateBus::endBroker()
+{
+    const child::Descriptor client = connectAt(socketIn(folder_));
+    daemon_.reset();
+    pollfd end{client.get(), 0, 0};
+    poll(&end, 1, static_cast<int>(std::chrono::milliseconds(startLimit).count()));
 }
 
 } // namespace sim

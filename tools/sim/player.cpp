@@ -16,11 +16,6 @@ namespace
 /** So that the owner's own work gets its turn under any load. */
 constexpr int messagesInOneGo = 100;
 
-std::string textOf(const char* text)
-{
-    return text == nullptr ? "" : text;
-}
-
 bool isPropertySet(sd_bus_message* request)
 {
     return textOf(sd_bus_message_get_interface(request)) == names::properties &&

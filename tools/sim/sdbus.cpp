@@ -12,6 +12,11 @@ std::string ErrorReply::text() const
     return words == nullptr ? "" : words;
 }
 
+std::string textOf(const char* text)
+{
+    return text == nullptr ? "" : text;
+}
+
 int check(int result, const std::string& attempted)
 {
     if (result < 0)

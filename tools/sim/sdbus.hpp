@@ -57,6 +57,9 @@ class ErrorReply
     sd_bus_error error_ = SD_BUS_ERROR_NULL;
 };
 
+/** The text, or an empty one where the library has none. */
+std::string textOf(const char* text);
+
 /** Returns `result` when it is no error; throws BusError saying what was attempted otherwise. */
 int check(int result, const std::string& attempted);
 

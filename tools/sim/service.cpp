@@ -29,21 +29,6 @@ namespace
 
 constexpr std::chrono::seconds turnLimit(30);
 
-struct Command
-{
-    enum class State
-    {
-        Waiting,
-        Running,
-        Done,
-        Withdrawn,
-    };
-
-    std::function<void(Player&)> work;
-    State state = State::Waiting;
-    std::exception_ptr failure;
-};
-
 int pollTime(const std::optional<Clock::time_point>& wake)
 {
     if (!wake)
@@ -58,6 +43,21 @@ int pollTime(const std::optional<Clock::time_point>& wake)
 
 class Service::Runner
 {
+    struct Command
+    {
+        enum class State
+        {
+            Waiting,
+            Running,
+            Done,
+            Withdrawn,
+        };
+
+        std::function<void(Player&)> work;
+        State state = State::Waiting;
+        std::exception_ptr failure;
+    };
+
   public:
     Runner(std::string busAddress, Profile profile)
         : address(std::move(busAddress)), profile_(profile), player_(std::move(profile), journal_),
@@ -131,7 +131,7 @@ void Service::Runner::wake()
 {
     const std::uint64_t one = 1;
     // A full counter wakes as well.
-    [[maybe_unused]] const ssize_t written = write(wakeFd_, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = ::write(wakeFd_, &one, sizeof one);
 }
 
 void Service::Runner::loop()

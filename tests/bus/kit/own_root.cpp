@@ -95,6 +95,9 @@ std::string tryToEnter(const std::string& usersFile)
         return std::string("no mounts of one's own are allowed here: ") + std::strerror(errno);
     }
     changeRoot(usersFile);
+    // A test here says which bus it means, and the sockets that a dbus-broker around it would need
+    // are out of sight now.
+    unsetenv("HWINV_BUS");
     return "";
 }
 

@@ -8,6 +8,7 @@
 #include "memory_double.hpp"
 
 #include <gtest/gtest.h>
+#include <sdeventplus/exception.hpp>
 #include <sdeventplus/source/io.hpp>
 
 #include <algorithm>
