@@ -64,6 +64,7 @@ READ_ONLY = {
     "systemctl daemon-reload": "service/restart-with-platform.conf.in",
     "systemctl reenable kov_hwinv": "service/restart-with-platform.conf.in",
     ".ci/run": ".ci/run",
+    "scripts/coverage": "scripts/coverage",
     "scripts/fuzz 60": "scripts/fuzz",
 }
 
