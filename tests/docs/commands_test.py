@@ -38,6 +38,7 @@ RUN_BY = {
         "hwinvctl --from awkward explain pcie_slot_7",
     ),
     "scripts/install": ("tests/machine/install_test.py", '"/opt/source/scripts/install")'),
+    "scripts/check_model": ("tests/scripts/meson.build", "'check_model'"),
     "scripts/soak 20": ("tests/faults/meson.build", "'soak',"),
     "scripts/install --remove": (
         "tests/machine/install_test.py",
@@ -63,6 +64,7 @@ READ_ONLY = {
     "systemctl daemon-reload": "service/restart-with-platform.conf.in",
     "systemctl reenable kov_hwinv": "service/restart-with-platform.conf.in",
     ".ci/run": ".ci/run",
+    "scripts/fuzz 60": "scripts/fuzz",
 }
 
 STUBS = {
