@@ -117,6 +117,10 @@ class Commands(unittest.TestCase):
         demo.mkdir(parents=True)
         (cls.tree / "build/build.ninja").touch()
         (demo / "hwinv_demo").symlink_to(DEMO)
+        for name in ("hwinv_bench", "micro/hwinv_micro"):
+            measuring = cls.tree / "build-bench/bench" / name
+            measuring.parent.mkdir(parents=True, exist_ok=True)
+            writable_script(measuring, "echo measured")
         cls.stubbed = dict(os.environ, PATH=f"{stubs}:{os.environ['PATH']}")
 
     def bash(self, command, environment=None):
@@ -152,6 +156,8 @@ class Commands(unittest.TestCase):
         if command.startswith("scripts/test"):
             # The catalogue of faults runs once on each bus.
             self.assertRegex(self.bash(command, self.stubbed), r"(?m)^[12] passed, 0 failed$")
+        elif command.startswith("scripts/bench"):
+            self.assertIn("measured", self.bash(command, self.stubbed))
         elif command.startswith("busctl "):
             self.look_around(command)
         elif command == "scripts/demo --keep":
