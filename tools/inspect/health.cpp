@@ -1,9 +1,9 @@
 #include "inspect/health.hpp"
 
 #include "base/names.hpp"
+#include "sim/client.hpp"
 #include "sim/error.hpp"
 #include "sim/names.hpp"
-#include "sim/sdbus.hpp"
 #include "sim/value_message.hpp"
 
 #include <algorithm>
@@ -20,25 +20,15 @@ constexpr const char* mapperInterface = "xyz.openbmc_project.Association";
 
 using Symptoms = std::vector<Symptom>;
 
-sim::Value ask(sd_bus* bus, const std::string& service, const std::string& path,
-               const char* interface, const char* member, const std::vector<std::string>& arguments)
+sim::Value ask(sd_bus* bus, const sim::Method& method,
+               const std::vector<std::string>& arguments = {})
 {
-    sd_bus_message* raw = nullptr;
-    sim::check(
-        sd_bus_message_new_method_call(bus, &raw, service.c_str(), path.c_str(), interface, member),
-        "make a call");
-    const sim::Message request(raw);
-    for (const std::string& argument : arguments)
-    {
-        sim::check(sd_bus_message_append_basic(raw, 's', argument.c_str()), "write a call");
-    }
-    const sim::Message reply = sim::call(bus, raw, std::string(member) + " of " + service);
-    return sim::readValue(reply.get());
+    return sim::readValue(sim::call(bus, method, arguments).get());
 }
 
 void checkOwner(sd_bus* bus, std::string_view name, const std::string& what, Symptoms& symptoms)
 {
-    const std::string owner = ownerOf(bus, std::string(name));
+    const std::string owner = sim::ownerOf(bus, std::string(name));
     const std::string known = what + " " + std::string(name);
     symptoms.push_back({"name-owner", !owner.empty(),
                         owner.empty() ? known + " is not on the bus."
@@ -63,7 +53,7 @@ void checkReplies(const std::vector<Reply>& replies, Symptoms& symptoms)
 std::optional<bool> isWritable(sd_bus* bus, const std::string& path)
 {
     const std::string xml =
-        ask(bus, sim::names::kovdService, path, sim::names::introspectable, "Introspect", {})
+        ask(bus, {sim::names::kovdService, path, sim::names::introspectable, "Introspect"})
             .data.get<std::string>();
     const std::size_t at = xml.find("name=\"Associations\"");
     if (at == std::string::npos)
@@ -130,7 +120,7 @@ std::vector<std::string> endpointsAt(sd_bus* bus, const std::string& path)
 try
 {
     const sim::Value value =
-        ask(bus, mapper, path, sim::names::properties, "Get", {mapperInterface, "endpoints"});
+        ask(bus, {mapper, path, sim::names::properties, "Get"}, {mapperInterface, "endpoints"});
     return value.data.at("data").get<std::vector<std::string>>();
 }
 catch (const sim::BusError&)
