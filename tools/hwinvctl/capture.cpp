@@ -91,12 +91,10 @@ int capture(const Common& common, const CaptureOptions& options)
 {
     inspect::World world = readWorld(common);
     const std::size_t redacted = options.redact ? inspect::redact(world) : 0;
-    sim::InventoryCapture captured{world.smbios, world.board};
-    captured.kovd.merge(world.chassis);
-    sim::writeInventory(options.folder, captured);
-    std::string text = options.folder + " holds " +
-                       counted(captured.smbios.size(), "SMBIOS object") + " and " +
-                       counted(captured.kovd.size(), "platform object");
+    sim::writeReplies(options.folder, {world.smbios, world.board, world.chassis});
+    std::string text = options.folder + " holds " + counted(world.smbios.size(), "SMBIOS object") +
+                       " and " +
+                       counted(world.board.size() + world.chassis.size(), "platform object");
     if (options.redact)
     {
         text += "; " + counted(redacted, "value") + " that would identify the machine replaced";
