@@ -4,8 +4,8 @@
 
 #include "inspect/changes.hpp"
 #include "inspect/redact.hpp"
+#include "inspect/words.hpp"
 #include "program/program.hpp"
-#include "sim/error.hpp"
 #include "table.hpp"
 #include "verbs.hpp"
 
@@ -17,6 +17,7 @@ namespace
 {
 
 using inspect::Change;
+using inspect::counted;
 using inspect::Difference;
 
 std::string partnerText(const std::string& path)
@@ -34,11 +35,6 @@ std::string joined(const std::vector<std::string>& texts)
     return text;
 }
 
-std::string counted(std::size_t number, const std::string& noun)
-{
-    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 void print(const Difference& difference)
 {
     printText(counted(difference.changes.size(), "object") + " and " +
@@ -46,15 +42,16 @@ void print(const Difference& difference)
     std::vector<Cells> rows;
     for (const Change& change : difference.changes)
     {
-        rows.push_back({shortPath(change.path), nameOf(change.kind), joined(change.properties)});
+        rows.push_back(
+            {inspect::shortPath(change.path), nameOf(change.kind), joined(change.properties)});
     }
     const std::string objects =
         formatTable({"OBJECT", "CHANGE", "PROPERTIES"}, rows, outputColumns());
     rows.clear();
     for (const inspect::Repairing& pairing : difference.pairings)
     {
-        rows.push_back(
-            {shortPath(pairing.path), partnerText(pairing.before), partnerText(pairing.after)});
+        rows.push_back({inspect::shortPath(pairing.path), partnerText(pairing.before),
+                        partnerText(pairing.after)});
     }
     const std::string pairings = formatTable({"OBJECT", "BEFORE", "AFTER"}, rows, outputColumns());
     std::cout << (objects.empty() ? "" : "\n" + objects)

@@ -1,6 +1,7 @@
 #include "inspect/picture.hpp"
 
 #include "inspect/explain.hpp"
+#include "inspect/words.hpp"
 
 #include <algorithm>
 
@@ -203,33 +204,6 @@ std::string toSvg(const Picture& picture)
            "\" height=\"" + std::to_string(y + boxHeight + gap) +
            "\" font-family=\"sans-serif\" font-size=\"13\">\n<title>" +
            escapeMarkup(picture.source) + "</title>\n" + body + "</svg>\n";
-}
-
-std::string escapeMarkup(const std::string& text)
-{
-    std::string escaped;
-    for (const char c : text)
-    {
-        switch (c)
-        {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            default:
-                // Control characters have no place in XML.
-                escaped += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
-        }
-    }
-    return escaped;
 }
 
 } // namespace inspect

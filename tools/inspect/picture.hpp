@@ -51,7 +51,4 @@ std::string toSvg(const Picture& picture);
 /** A page that needs no other file: it can be searched, and tells each object's sentence. */
 std::string toHtml(const Picture& picture);
 
-/** The text as XML and HTML write it. */
-std::string escapeMarkup(const std::string& text);
-
 } // namespace inspect

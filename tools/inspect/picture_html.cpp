@@ -1,6 +1,7 @@
 // The picture as one page of HTML: style and script are part of it, nothing else is loaded.
 
 #include "inspect/picture.hpp"
+#include "inspect/words.hpp"
 
 namespace inspect
 {
