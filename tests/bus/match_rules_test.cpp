@@ -124,7 +124,7 @@ TEST_F(MatchRules, AreEightInTheirOrder)
 class FewMatchRules : public kit::BusTest
 {
   protected:
-    FewMatchRules() : BusTest(3) {}
+    FewMatchRules() : BusTest({.matchRulesPerConnection = 3}) {}
 };
 
 TEST_F(FewMatchRules, AreReportedOnceAndLeaveTheStartUpPassesAtWork)

@@ -1,6 +1,8 @@
 #include "doubles/recorded_log.hpp"
 
 #include "dlog/dlog.hpp"
+#include "doubles/failing_allocation.hpp"
+#include "doubles/seen_lines.hpp"
 
 #include <algorithm>
 #include <cstdarg>
@@ -37,6 +39,7 @@ int dlog_printf(int level, int module, const char* format, ...)
     {
         return 0;
     }
+    const failing_allocation::Uncounted notMine;
     constexpr const char* location = "%s.%d.%s: ";
     LogLine line;
     line.level = level;
@@ -53,7 +56,10 @@ int dlog_printf(int level, int module, const char* format, ...)
         line.function = va_arg(arguments, const char*);
         va_end(arguments);
         line.text.erase(0, line.text.find(": ") + 2);
+        format += std::strlen(location);
     }
+    const bool hasWords = std::strcmp(format, "%s") != 0 && std::strcmp(format, "%.*s%s%.*s") != 0;
+    sawLine(hasWords ? format : line.text);
 
     recorded_log::Hook hook;
     {

@@ -1,5 +1,6 @@
 #include "doubles/recorded_requests.hpp"
 
+#include "doubles/failing_allocation.hpp"
 #include "infrautils/oneway_channel.hpp"
 
 #include <mutex>
@@ -17,6 +18,7 @@ int handOverResult = 0;
 
 int infrautils::executeUnit(UnitFunction function, OwnedData data, unsigned long size, int flag)
 {
+    const failing_allocation::Uncounted notMine;
     // The daemon hands over nothing else; a test that sees this has found a fault.
     if (function != setAssociations || size != sizeof(AssociationRequest) || flag != 1)
     {

@@ -11,7 +11,6 @@ import subprocess
 import time
 
 RELEASE = "bookworm"
-MIRROR = "http://deb.debian.org/debian"
 
 # What a bare machine of ours has, and what the packages under test depend on.
 PACKAGES = "systemd,systemd-sysv,dbus,dbus-daemon,libstdc++6,passwd"
@@ -49,13 +48,19 @@ def wait_for(fact, limit, what):
     return time.monotonic() - begin
 
 
+def mirror():
+    """Where this machine itself gets its packages."""
+    sources = run("apt-get", "indextargets", "--format", "$(REPO_URI)", f"Codename: {RELEASE}")
+    return sources.split()[0]
+
+
 def bare_root(folder, cache):
     """A new root in `folder`; what debootstrap made is kept in `cache` for the next one."""
     archive = pathlib.Path(cache) / f"{RELEASE}.tar"
     folder.mkdir()
     if not archive.exists():
         archive.parent.mkdir(parents=True, exist_ok=True)
-        run("debootstrap", "--variant=minbase", f"--include={PACKAGES}", RELEASE, folder, MIRROR)
+        run("debootstrap", "--variant=minbase", f"--include={PACKAGES}", RELEASE, folder, mirror())
         run("tar", "-C", folder, "-cf", f"{archive}.new", ".")
         os.rename(f"{archive}.new", archive)
     else:

@@ -153,7 +153,11 @@ class Package(unittest.TestCase):
             raise AssertionError(f"{late}\n{state}") from None
 
     def lists(self):
+        """What stands on the platform's objects; nothing before their service is there."""
         found = {}
+        owned = self.box.run("busctl", "status", PLATFORM, check=False).returncode == 0
+        if not owned:
+            return found
         for root in ROOTS:
             text = self.box.run("busctl", "--json=short", "call", PLATFORM, root,
                                 "org.freedesktop.DBus.ObjectManager", "GetManagedObjects")

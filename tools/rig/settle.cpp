@@ -93,9 +93,10 @@ void waitForWrites(const Daemon& daemon, Clock::time_point deadline)
     }
 }
 
-void waitForName(Observer& observer, const Daemon& daemon, Clock::time_point deadline)
+void waitForName(Observer& observer, const Daemon& daemon, const std::string& name,
+                 Clock::time_point deadline)
 {
-    while (!observer.waitForOwner(daemonName, 100ms))
+    while (!observer.waitForOwner(name, 100ms))
     {
         if (daemon.log().waitForEnd(0ms))
         {
@@ -113,11 +114,11 @@ void waitForName(Observer& observer, const Daemon& daemon, Clock::time_point dea
 } // namespace
 
 void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Service*>& services,
-            std::chrono::milliseconds limit)
+            std::chrono::milliseconds limit, const std::string& name)
 {
     const auto deadline = Clock::now() + limit;
-    waitForName(observer, daemon, deadline);
-    observer.ping(daemonName);
+    waitForName(observer, daemon, name, deadline);
+    observer.ping(name);
     for (sim::Service* service : services)
     {
         if (service->running())
@@ -126,7 +127,7 @@ void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Ser
         }
     }
     waitForWrites(daemon, deadline);
-    observer.ping(daemonName); // the last write may still be on its way
+    observer.ping(name); // the last write may still be on its way
     daemon.catchUp();
 }
 

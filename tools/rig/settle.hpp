@@ -15,6 +15,7 @@
 #include "sim/service.hpp"
 
 #include <chrono>
+#include <string>
 #include <vector>
 
 namespace rig
@@ -23,8 +24,9 @@ namespace rig
 /** Waits until the daemon has finished its start-up and worked off what the services sent before,
  *  and all that it wrote about it is in its log; throws sim::Timeout, or sim::Error when the daemon
  *  ends before it has its name. Services that do not run are left out. The platform's is to be
- *  given first: what it removes waits in the other's queue. */
+ *  given first: what it removes waits in the other's queue. A daemon that has lost its well-known
+ *  name still has the unique one. */
 void settle(Observer& observer, const Daemon& daemon, const std::vector<sim::Service*>& services,
-            std::chrono::milliseconds limit);
+            std::chrono::milliseconds limit, const std::string& name = daemonName);
 
 } // namespace rig

@@ -60,7 +60,7 @@ std::string socketIn(const std::string& folder)
 }
 
 /** The limits are those of a session bus, raised so that no storm or backlog of ours meets one. */
-std::string configuration(const std::string& folder, unsigned matchRules)
+std::string configuration(const std::string& folder, const BusOptions& options)
 {
     return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -74,16 +74,20 @@ std::string configuration(const std::string& folder, unsigned matchRules)
     <allow own="*"/>
     <allow send_destination="*" eavesdrop="true"/>
     <allow receive_sender="*" eavesdrop="true"/>
-  </policy>
-  <limit name="max_incoming_bytes">1000000000</limit>
-  <limit name="max_outgoing_bytes">1000000000</limit>
-  <limit name="max_message_size">134217728</limit>
+  )" + options.policy +
+           R"(</policy>
+  <limit name="max_incoming_bytes">)" +
+           std::to_string(options.bytesPerConnection) + R"(</limit>
+  <limit name="max_outgoing_bytes">)" +
+           std::to_string(options.bytesPerConnection) + R"(</limit>
+  <limit name="max_message_size">)" +
+           std::to_string(options.bytesPerMessage) + R"(</limit>
   <limit name="max_completed_connections">100000</limit>
   <limit name="max_incomplete_connections">10000</limit>
   <limit name="max_connections_per_user">100000</limit>
   <limit name="max_names_per_connection">50000</limit>
   <limit name="max_match_rules_per_connection">)" +
-           std::to_string(matchRules) + R"(</limit>
+           std::to_string(options.matchRulesPerConnection) + R"(</limit>
   <limit name="max_replies_per_connection">500000</limit>
 </busconfig>
 )";
@@ -158,14 +162,14 @@ PrivateBus::PrivateBus(std::string folder, bool ownsFolder)
 {
 }
 
-PrivateBus::PrivateBus(unsigned matchRulesPerConnection) : PrivateBus(makeTemporaryFolder(), true)
+PrivateBus::PrivateBus(const BusOptions& options) : PrivateBus(makeTemporaryFolder(), true)
 {
-    start(matchRulesPerConnection);
+    start(options);
 }
 
 PrivateBus::PrivateBus(std::string folder) : PrivateBus(std::move(folder), false)
 {
-    start(manyMatchRules);
+    start({});
 }
 
 PrivateBus::~PrivateBus()
@@ -178,12 +182,12 @@ PrivateBus::~PrivateBus()
     }
 }
 
-void PrivateBus::start(unsigned matchRules)
+void PrivateBus::start(const BusOptions& options)
 try
 {
     const std::string file = folder_ + "/bus.conf";
     std::ofstream config(file);
-    config << configuration(folder_, matchRules);
+    config << configuration(folder_, options);
     config.close();
     if (!config)
     {

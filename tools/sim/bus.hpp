@@ -15,6 +15,7 @@
 
 #include "child/child.hpp"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -27,15 +28,27 @@ std::string makeTemporaryFolder();
 /** Whether a private bus is a dbus-broker: a launcher and its broker, in place of one daemon. */
 bool usesBroker();
 
-class PrivateBus
+/** What a bus refuses. dbus-broker's launcher hears the policy and goes by limits of its own. */
+struct BusOptions
 {
-  public:
     /** More than anybody asks for. */
     static constexpr unsigned manyMatchRules = 50000;
 
-    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. A
-     *  connection is allowed so many match rules; the bus refuses more. */
-    explicit PrivateBus(unsigned matchRulesPerConnection = manyMatchRules);
+    unsigned matchRulesPerConnection = manyMatchRules;
+    std::size_t bytesPerMessage = 134'217'728;
+
+    /** What may wait in the bus for one connection, and of one connection. */
+    std::size_t bytesPerConnection = 1'000'000'000;
+
+    /** Rules for everybody, which win over those that allow everything. */
+    std::string policy = {};
+};
+
+class PrivateBus
+{
+  public:
+    /** Starts the daemon and waits until it listens; throws Error, at the latest after 10 s. */
+    explicit PrivateBus(const BusOptions& options = {});
 
     /** The same in a folder that stays when the bus goes. */
     explicit PrivateBus(std::string folder);
@@ -55,7 +68,7 @@ class PrivateBus
 
   private:
     PrivateBus(std::string folder, bool ownsFolder);
-    void start(unsigned matchRules);
+    void start(const BusOptions& options);
     void startDaemon(const std::string& configArgument);
     void startBroker(const std::string& configArgument);
     void endBroker();

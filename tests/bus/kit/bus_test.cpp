@@ -64,8 +64,8 @@ std::string tailOf(const rig::Log& log)
     return "the daemon's log ends:\n" + text.str();
 }
 
-BusTest::BusTest(unsigned matchRules)
-    : bus(matchRules), smbios(bus.address(), sim::smbiosProfile()),
+BusTest::BusTest(const sim::BusOptions& options)
+    : bus(options), smbios(bus.address(), sim::smbiosProfile()),
       kovd(bus.address(), sim::kovdProfile()), observer(bus.address())
 {
 }

@@ -54,8 +54,7 @@ std::string daemonProgram();
 class BusTest : public testing::Test
 {
   protected:
-    /** On a bus that allows a connection so many match rules. */
-    explicit BusTest(unsigned matchRules = sim::PrivateBus::manyMatchRules);
+    explicit BusTest(const sim::BusOptions& options = {});
     ~BusTest() override;
 
     void publish(const sim::InventoryCapture& inventory);
@@ -92,9 +91,9 @@ class BusTest : public testing::Test
     sim::Service kovd;
     rig::Observer observer;
 
-  private:
     void TearDown() override;
 
+  private:
     std::unique_ptr<rig::Daemon> daemon_;
     bool mayEnd_ = false;
 };

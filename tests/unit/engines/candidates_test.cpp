@@ -32,17 +32,17 @@ template <class Visit>
 std::pair<WalkEnd, Paths> walk(OnVanished onVanished, Visit visit)
 {
     Paths visited;
-    const auto keep = [&](const std::string& path, const PropertyMap& properties)
+    const auto keep = [&](const StoredObject& object)
     {
-        visited.push_back(path);
-        return visit(path, properties);
+        visited.push_back(object.path);
+        return visit(object);
     };
     const WalkEnd end = walkCandidates(Site{log_label::util, "search"}, smbiosPCIeSlotObjs, lines,
                                        onVanished, keep);
     return {end, visited};
 }
 
-Walk goOn(const std::string&, const PropertyMap&)
+Walk goOn(const StoredObject&)
 {
     return Walk::goOn;
 }
@@ -63,8 +63,8 @@ TEST(walkCandidates, visitsEachInPathOrder)
 TEST(walkCandidates, endsWhereTheVisitorSaysSo)
 {
     store({"/slot1", "/slot2", "/slot3"});
-    const auto visit = [](const std::string& path, const PropertyMap&)
-    { return path == "/slot2" ? Walk::end : Walk::goOn; };
+    const auto visit = [](const StoredObject& object)
+    { return object.path == "/slot2" ? Walk::end : Walk::goOn; };
     EXPECT_EQ(walk(OnVanished::skip, visit),
               std::pair(WalkEnd::byVisitor, Paths{"/slot1", "/slot2"}));
 }
@@ -72,9 +72,9 @@ TEST(walkCandidates, endsWhereTheVisitorSaysSo)
 TEST(walkCandidates, showsWhatChangesDuringTheWalk)
 {
     store({"/slot1", "/slot2"});
-    const auto visit = [](const std::string& path, const PropertyMap& properties)
+    const auto visit = [](const StoredObject& object)
     {
-        EXPECT_EQ(properties, path == "/slot1" ? some : other);
+        EXPECT_EQ(object.properties, object.path == "/slot1" ? some : other);
         smbiosPCIeSlotObjs.insertObject("/slot2", other);
         smbiosPCIeSlotObjs.insertObject("/slot3", some); // too late for this walk
         return Walk::goOn;
@@ -83,10 +83,42 @@ TEST(walkCandidates, showsWhatChangesDuringTheWalk)
               std::pair(WalkEnd::behindLast, Paths{"/slot1", "/slot2"}));
 }
 
-Walk eraseSecond(const std::string&, const PropertyMap&)
+Walk eraseSecond(const StoredObject&)
 {
     smbiosPCIeSlotObjs.eraseObject("/slot2");
     return Walk::goOn;
+}
+
+TEST(walkCandidates, seesAChangeAlsoWhenSomebodyHasListedTheMapSince)
+{
+    store({"/slot1", "/slot2", "/slot3"});
+    const auto visit = [](const StoredObject& object)
+    {
+        EXPECT_EQ(object.properties, object.path == "/slot3" ? other : some);
+        smbiosPCIeSlotObjs.eraseObject("/slot2");
+        smbiosPCIeSlotObjs.insertObject("/slot3", other);
+        smbiosPCIeSlotObjs.snapshot();
+        return Walk::goOn;
+    };
+    EXPECT_EQ(walk(OnVanished::skip, visit),
+              std::pair(WalkEnd::behindLast, Paths{"/slot1", "/slot3"}));
+    EXPECT_EQ(recorded_log::summary(), Lines{"1 search: /slot2 has gone"});
+}
+
+TEST(walkCandidates, keepsWhatItVisitsWhileThatIsReplaced)
+{
+    store({"/slot1", "/slot2"});
+    const auto visit = [](const StoredObject& object)
+    {
+        for (const PropertyMap& properties : {other, some})
+        {
+            smbiosPCIeSlotObjs.insertObject(object.path, properties);
+            EXPECT_EQ(object.properties, some);
+        }
+        return Walk::goOn;
+    };
+    EXPECT_EQ(walk(OnVanished::skip, visit),
+              std::pair(WalkEnd::behindLast, Paths{"/slot1", "/slot2"}));
 }
 
 TEST(walkCandidates, skipsAVanishedEntryWhereTheSearchSaysSo)

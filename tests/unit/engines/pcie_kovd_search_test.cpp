@@ -1,3 +1,4 @@
+#include "doubles/fresh_store.hpp"
 #include "doubles/pcie_world.hpp"
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
@@ -228,6 +229,42 @@ TEST(IterateKOVDObjs, goesOnWhenOnlyTheDeviceSearchEndsAtAnException)
     when("Association found " + device1, [] { throw std::runtime_error("boom"); });
     IterateKOVDObjs(smbios1, 1);
     EXPECT_EQ(recorded_requests::all(), (Requests{paired(slot1, smbios1), paired(twin1, smbios1)}));
+}
+
+// By keys
+
+/** What a search from the second SMBIOS slot says and writes. */
+std::pair<Lines, Requests> searchAmongThree(bool withKeys, int level)
+{
+    const auto keys = [&](const MatchKeys& read) { return withKeys ? read : MatchKeys{}; };
+    resetStore();
+    recorded_log::setLevel(level);
+    const std::string slots[] = {slot1, slot2, slot3};
+    const std::string devices[] = {inventory + "board/nic1", inventory + "board/nic2",
+                                   inventory + "board/nic3"};
+    for (int number = 1; number <= 3; ++number)
+    {
+        const PropertyMap slot = kovdSlot(number);
+        kovdPCIeSlotObjs.insertObject(slots[number - 1], slot, keys(keysOfKovdSlot(slot)));
+        const PropertyMap device = kovdDevice(number);
+        kovdPCIeDeviceObjs.insertObject(devices[number - 1], device,
+                                        keys(keysOfKovdDevice(device)));
+    }
+    const PropertyMap asking = smbiosSlot(2);
+    smbiosPCIeSlotObjs.insertObject(smbios2, asking, keys(keysOfSmbiosSlot(asking)));
+    IterateKOVDObjs(smbios2, 1);
+    return {recorded_log::summary(), recorded_requests::all()};
+}
+
+TEST(IterateKOVDObjs, findsAndSaysTheSameByKeys)
+{
+    for (const int level : {4, 5, 9})
+    {
+        const auto found = searchAmongThree(true, level);
+        EXPECT_EQ(found, searchAmongThree(false, level));
+        EXPECT_EQ(found.second,
+                  (Requests{paired(slot2, smbios2), paired(inventory + "board/nic2", smbios2)}));
+    }
 }
 
 } // namespace

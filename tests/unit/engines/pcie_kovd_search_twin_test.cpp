@@ -18,7 +18,7 @@ using std::string;
 
 void searchTwin(const string& matched, const string& smbiosPath)
 {
-    IterateKOVDPCIeSlotObjsChassisPath(matched, {}, smbiosPath);
+    IterateKOVDPCIeSlotObjsChassisPath(matched, PropertyMap{}, smbiosPath);
 }
 
 TEST(IterateKOVDPCIeSlotObjsChassisPath, takesTheObjectWithTheLeafOfTheSlot)

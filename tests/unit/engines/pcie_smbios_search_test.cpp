@@ -1,3 +1,4 @@
+#include "doubles/fresh_store.hpp"
 #include "doubles/pcie_world.hpp"
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
@@ -294,6 +295,39 @@ TEST(IterateSMBIOSPCISlotObjs, endsAtAnException)
     EXPECT_EQ(recorded_log::summary(), (Lines{"1 IterateSMBIOSPCISlotObjs: " + empty,
                                               "1 IterateSMBIOSPCISlotObjs: Unknown exception"}));
     EXPECT_EQ(recorded_requests::all(), Requests{});
+}
+
+// By keys
+
+/** What a search from slot3 says and writes; with the objects' keys, or by their properties. */
+std::pair<Lines, Requests> searchAmongThree(bool withKeys, int level)
+{
+    const auto keys = [&](const MatchKeys& read) { return withKeys ? read : MatchKeys{}; };
+    resetStore();
+    recorded_log::setLevel(level);
+    PropertyMap otherNumber = smbiosSlot(2);
+    otherNumber["SlotID"] = std::uint16_t{3};
+    const std::pair<string, PropertyMap> slots[] = {
+        {smbios1, smbiosSlot(1)}, {smbios2, otherNumber}, {smbios3, smbiosSlot(3)}};
+    for (const auto& [path, slot] : slots)
+    {
+        smbiosPCIeSlotObjs.insertObject(path, slot, keys(keysOfSmbiosSlot(slot)));
+    }
+    const PropertyMap asking = kovdSlot(3);
+    kovdPCIeSlotObjs.insertObject(slot3, asking, keys(keysOfKovdSlot(asking)));
+    IterateSMBIOSObjs(slot3, 2);
+    return {recorded_log::summary(), recorded_requests::all()};
+}
+
+TEST(IterateSMBIOSObjs, findsAndSaysTheSameByKeys)
+{
+    for (const int level : {4, 5, 9})
+    {
+        const auto found = searchAmongThree(true, level);
+        EXPECT_EQ(found, searchAmongThree(false, level));
+        EXPECT_EQ(found.second, Requests{paired(slot3, smbios3)});
+        EXPECT_EQ(found.first.empty(), level < 5);
+    }
 }
 
 } // namespace

@@ -189,6 +189,12 @@ bool allocationFailed = false;
 /** Memory is gone until the log asks for the text; the log itself takes none. */
 struct OutOfMemory : std::exception
 {
+    // The room for the exception itself has been taken by now.
+    OutOfMemory()
+    {
+        failing_allocation::arm(0);
+    }
+
     const char* what() const noexcept override
     {
         allocationFailed = failing_allocation::disarm();
@@ -198,11 +204,7 @@ struct OutOfMemory : std::exception
 
 TEST_F(startThread, logsWithoutHeapMemory)
 {
-    const auto runOutOfMemory = []
-    {
-        failing_allocation::arm(0);
-        throw OutOfMemory();
-    };
+    const auto runOutOfMemory = [] { throw OutOfMemory(); };
     allocationFailed = true;
     EXPECT_EQ(linesOfThread(runOutOfMemory),
               Lines{"1 startThread: The test's thread has ended: out of memory"});

@@ -183,6 +183,11 @@ State state::ofTheModel(const World& world)
     return state;
 }
 
+ObjectMap& state::mapOf(Kind kind)
+{
+    return *maps[static_cast<std::size_t>(kind)];
+}
+
 Texts state::shown(const State& state)
 {
     Texts texts;

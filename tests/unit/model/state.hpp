@@ -7,6 +7,7 @@
 #pragma once
 
 #include "model.hpp"
+#include "store/object_map.hpp"
 
 #include <array>
 #include <map>
@@ -37,6 +38,9 @@ State ofTheDaemon();
 State ofTheModel(const model::World& world);
 
 using Texts = std::vector<std::string>;
+
+/** Where the daemon keeps the objects of a kind. */
+ObjectMap& mapOf(machine::Kind kind);
 
 /** A line for each thing that stands, in the order of State. */
 Texts shown(const State& state);

@@ -256,46 +256,42 @@ TEST(snapshot, isSharedUntilTheNextChange)
     EXPECT_TRUE(map.objects.snapshot()->empty());
 }
 
-TEST(current, isTheSnapshotsObjectWhileNothingChanged)
+TEST(isLatest, untilTheNextChange)
 {
     TestMap map;
     map.insert({slot1, slot2});
     const ObjectMap::Snapshot snapshot = map.objects.snapshot();
-    EXPECT_EQ(map.objects.current(snapshot, 0), (*snapshot)[0]);
-    EXPECT_EQ(map.objects.current(snapshot, 1), (*snapshot)[1]);
+    EXPECT_TRUE(map.objects.isLatest(snapshot));
+    map.objects.eraseObject(slot3); // absent: no change
+    EXPECT_TRUE(map.objects.isLatest(snapshot));
+
+    map.objects.eraseObject(slot1);
+    EXPECT_FALSE(map.objects.isLatest(snapshot));
+    map.objects.insertObject(slot1, (*snapshot)[0]->properties); // as it was, but changed twice
+    EXPECT_FALSE(map.objects.isLatest(snapshot));
 }
 
-TEST(current, seesReplacedAndVanishedObjects)
+TEST(isLatest, isTrueOfOneSnapshotAtATime)
 {
     TestMap map;
-    map.insert({slot1, slot2, slot3});
-    const ObjectMap::Snapshot snapshot = map.objects.snapshot();
-    map.objects.insertObject(slot2, second);
-    map.objects.eraseObject(slot1);
+    map.insert({slot1});
+    const ObjectMap::Snapshot before = map.objects.snapshot();
+    map.objects.insertObject(slot1, second);
+    const ObjectMap::Snapshot after = map.objects.snapshot();
+    EXPECT_FALSE(map.objects.isLatest(before));
+    EXPECT_TRUE(map.objects.isLatest(after));
 
-    EXPECT_EQ(map.objects.current(snapshot, 0), nullptr);
-    ASSERT_NE(map.objects.current(snapshot, 1), nullptr);
-    EXPECT_EQ(map.objects.current(snapshot, 1)->properties, second);
-    EXPECT_EQ(map.objects.current(snapshot, 2), (*snapshot)[2]);
-
-    // Somebody else's newer snapshot changes nothing for this one.
-    map.objects.snapshot();
-    EXPECT_EQ(map.objects.current(snapshot, 0), nullptr);
-    EXPECT_EQ(map.objects.current(snapshot, 1)->properties, second);
-
-    map.objects.insertObject(slot1, first);
-    ASSERT_NE(map.objects.current(snapshot, 0), nullptr);
-    EXPECT_EQ(map.objects.current(snapshot, 0)->properties, first);
+    map.insert({slot2});
+    EXPECT_FALSE(map.objects.isLatest(after));
 }
 
-TEST(current, isNothingAsSoonAsTheObjectIsErased)
+TEST(isLatest, takesNoLock)
 {
     TestMap map;
-    map.insert({slot1, slot2});
     const ObjectMap::Snapshot snapshot = map.objects.snapshot();
-    map.objects.eraseObject(slot1);
-    EXPECT_EQ(map.objects.current(snapshot, 0), nullptr);
-    EXPECT_EQ(map.objects.current(snapshot, 1), (*snapshot)[1]);
+    map.mutex.lock(); // a second lock by this thread would never return
+    EXPECT_TRUE(map.objects.isLatest(snapshot));
+    map.mutex.unlock();
 }
 
 } // namespace

@@ -56,10 +56,11 @@ void walk()
     {
         string last;
         const ObjectMap::Snapshot snapshot = kovdPCIeSlotObjs.snapshot();
-        for (std::size_t index = 0; index < snapshot->size(); ++index)
+        for (const SharedObject& then : *snapshot)
         {
-            const string& path = (*snapshot)[index]->path;
-            const SharedObject object = kovdPCIeSlotObjs.current(snapshot, index);
+            const string& path = then->path;
+            const SharedObject object =
+                kovdPCIeSlotObjs.isLatest(snapshot) ? then : kovdPCIeSlotObjs.findObject(path);
             EXPECT_LT(last, path);
             last = path;
             if (object != nullptr)

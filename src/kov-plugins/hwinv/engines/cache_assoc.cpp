@@ -42,7 +42,7 @@ constexpr UnusableLines unusableCPU{
 void pairCPU(const Site& site, const std::string& cpuPath, AssociationList& additions)
 {
     const SharedObject cpu = smbiosCPUObjs.findObject(cpuPath);
-    if (examine(site, unusableCPU, cpuPath, cpu) == CandidateState::usable)
+    if (examine(site, unusableCPU, cpuPath, cpu.get()) == CandidateState::usable)
     {
         IterateKOVDCPUObjs(cpu->properties, cpuPath, additions);
     }
@@ -127,12 +127,12 @@ bool getMatchingHandle(const std::string& cpuPath, const std::string& cachePath,
                        std::string& handleName)
 {
     const SharedObject cache = smbiosCacheObjs.findObject(cachePath);
-    if (examine(CPU_SITE, unusableSmbios, cachePath, cache) != CandidateState::usable)
+    if (examine(CPU_SITE, unusableSmbios, cachePath, cache.get()) != CandidateState::usable)
     {
         return false;
     }
     const SharedObject cpu = smbiosCPUObjs.findObject(cpuPath);
-    if (examine(CPU_SITE, unusableSmbios, cpuPath, cpu) != CandidateState::usable)
+    if (examine(CPU_SITE, unusableSmbios, cpuPath, cpu.get()) != CandidateState::usable)
     {
         return false;
     }
@@ -150,14 +150,14 @@ try
 {
     const Site site = CPU_SITE;
     bool found = false;
-    const auto visit = [&](const std::string& cachePath, const PropertyMap& cacheProperties)
+    const auto visit = [&](const StoredObject& cache)
     {
         std::string handleName;
-        if (CompareCacheAssocProps(cpuProperties, cacheProperties, handleName))
+        if (CompareCacheAssocProps(cpuProperties, cache.properties, handleName))
         {
             found = true;
-            recordCachePair(site, cpuPath, cachePath, cachePath);
-            additions.push_back(cacheTuple(handleName, cachePath));
+            recordCachePair(site, cpuPath, cache.path, cache.path);
+            additions.push_back(cacheTuple(handleName, cache.path));
         }
         return Walk::goOn; // a processor has several caches
     };
@@ -193,14 +193,14 @@ try
     }
 
     bool found = false;
-    const auto visit = [&](const std::string& cpuPath, const PropertyMap& cpuProperties)
+    const auto visit = [&](const StoredObject& cpu)
     {
         std::string handleName;
-        if (CompareCacheAssocProps(cpuProperties, cache->properties, handleName))
+        if (CompareCacheAssocProps(cpu.properties, cache->properties, handleName))
         {
             found = true;
-            recordCachePair(site, cpuPath, cachePath, cpuPath);
-            cpuPaths.push_back(cpuPath);
+            recordCachePair(site, cpu.path, cachePath, cpu.path);
+            cpuPaths.push_back(cpu.path);
             additions.push_back(cacheTuple(handleName, cachePath));
         }
         return Walk::goOn; // several processors may name the cache

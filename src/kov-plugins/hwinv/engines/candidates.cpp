@@ -1,17 +1,13 @@
 #include "engines/candidates.hpp"
 
-CandidateState examine(const Site& site, const UnusableLines& lines, const std::string& path,
-                       const SharedObject& object, int line)
+CandidateState reportUnusable(const Site& site, const UnusableLines& lines, const std::string& path,
+                              const StoredObject* object, int line)
 {
-    if (!object)
+    if (object == nullptr)
     {
         lines.vanished.log(site, line, level::error, path.c_str());
         return CandidateState::vanished;
     }
-    if (object->properties.empty())
-    {
-        lines.empty.log(site, line, level::error, path.c_str());
-        return CandidateState::empty;
-    }
-    return CandidateState::usable;
+    lines.empty.log(site, line, level::error, path.c_str());
+    return CandidateState::empty;
 }

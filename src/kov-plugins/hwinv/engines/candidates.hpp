@@ -5,14 +5,14 @@
  * What the searches say of an entry that cannot be compared, and whether a vanished one ends the
  * walk, differs from search to search; each names it at the call.
  *
- * Any thread; takes the map's own lock for each look-up and holds none while it visits.
+ * Any thread; takes the map's own lock at the beginning and, once the map has changed, for each
+ * look-up; holds none while it visits.
  */
 #pragma once
 
 #include "base/log.hpp"
 #include "store/object_map.hpp"
 
-#include <cstddef>
 #include <string>
 
 /** What is said of an entry that cannot be compared; the text is its path. */
@@ -38,9 +38,18 @@ enum class CandidateState
     empty,
 };
 
-/** Anything but usable is logged, in the search's name. */
-CandidateState examine(const Site& site, const UnusableLines& lines, const std::string& path,
-                       const SharedObject& object, int line = __builtin_LINE());
+/** Logs, in the search's name, why there is nothing to compare: no object, or an empty one. */
+CandidateState reportUnusable(const Site& site, const UnusableLines& lines, const std::string& path,
+                              const StoredObject* object, int line);
+
+/** Anything but usable is logged. */
+inline CandidateState examine(const Site& site, const UnusableLines& lines, const std::string& path,
+                              const StoredObject* object, int line = __builtin_LINE())
+{
+    return object != nullptr && !object->properties.empty()
+               ? CandidateState::usable
+               : reportUnusable(site, lines, path, object, line);
+}
 
 enum class OnVanished
 {
@@ -63,24 +72,29 @@ enum class WalkEnd
 };
 
 /**
- * Calls `visit(path, properties)` for each usable entry, until it answers Walk::end. Throws what
- * `visit` throws.
+ * Calls `visit(object)` for each usable entry, until it answers Walk::end. Throws what `visit`
+ * throws.
  */
 template <class Visit>
 WalkEnd walkCandidates(const Site& site, const ObjectMap& map, const UnusableLines& lines,
                        OnVanished onVanished, Visit visit, int line = __builtin_LINE())
 {
     const ObjectMap::Snapshot snapshot = map.snapshot();
-    for (std::size_t index = 0; index < snapshot->size(); ++index)
+    for (const SharedObject& then : *snapshot)
     {
-        const std::string& path = (*snapshot)[index]->path;
-        const SharedObject object = map.current(snapshot, index);
-        const CandidateState state = examine(site, lines, path, object, line);
+        const StoredObject* object = then.get();
+        SharedObject now; // keeps what another thread may replace meanwhile
+        if (!map.isLatest(snapshot))
+        {
+            now = map.findObject(then->path);
+            object = now.get();
+        }
+        const CandidateState state = examine(site, lines, then->path, object, line);
         if (state == CandidateState::vanished && onVanished == OnVanished::endWalk)
         {
             return WalkEnd::atVanished;
         }
-        if (state == CandidateState::usable && visit(path, object->properties) == Walk::end)
+        if (state == CandidateState::usable && visit(*object) == Walk::end)
         {
             return WalkEnd::byVisitor;
         }

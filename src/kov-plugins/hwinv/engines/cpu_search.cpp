@@ -42,13 +42,13 @@ std::optional<std::string> firstFit(const Site& site, const ObjectMap& cpus,
                                     const UnusableLines& lines, Fits fits)
 {
     std::optional<std::string> found;
-    const auto visit = [&](const std::string& path, const PropertyMap& properties)
+    const auto visit = [&](const StoredObject& cpu)
     {
-        if (!fits(properties))
+        if (!fits(cpu.properties))
         {
             return Walk::goOn;
         }
-        found = path;
+        found = cpu.path;
         return Walk::end;
     };
     walkCandidates(site, cpus, lines, OnVanished::skip, visit);

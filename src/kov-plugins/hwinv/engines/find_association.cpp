@@ -161,10 +161,10 @@ bool associateInPass(const Site& site, const std::string& path)
         return true;
     }
     const SharedObject slot = smbiosPCIeSlotObjs.findObject(path);
-    const CandidateState state = examine(site, unusableSmbios, path, slot);
+    const CandidateState state = examine(site, unusableSmbios, path, slot.get());
     if (state == CandidateState::usable)
     {
-        IterateKOVDObjectsOfSlot(slot->properties, path);
+        IterateKOVDObjectsOfSlot(*slot, path);
     }
     return state != CandidateState::vanished;
 }

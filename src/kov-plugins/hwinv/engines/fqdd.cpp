@@ -5,6 +5,8 @@
 namespace
 {
 
+constexpr std::string_view diskWord = "Disk.Bay.";
+
 // The classification functions of the C library take no negative char and ask the locale.
 constexpr bool isDigit(char c)
 {
@@ -96,9 +98,13 @@ bool parseSlotAndBay(std::string_view designation, SlotAndBay& out)
     return out.slot != -1 && out.bay != -1;
 }
 
+bool namesDriveBay(std::string_view fqdd)
+{
+    return fqdd.find(diskWord) != std::string_view::npos;
+}
+
 bool parseDiskBayFqdd(std::string_view fqdd, DiskBay& out)
 {
-    constexpr std::string_view diskWord = "Disk.Bay.";
     constexpr std::string_view enclosureWord = "Enclosure.Internal.0-";
     out = {};
 

@@ -56,6 +56,9 @@ struct SlotAndBay
  */
 bool parseSlotAndBay(std::string_view designation, SlotAndBay& out);
 
+/** Whether the descriptor is that of a drive bay, by its text "Disk.Bay." in that case. */
+bool namesDriveBay(std::string_view fqdd);
+
 /** What a descriptor such as "Disk.Bay.3:Enclosure.Internal.0-1" names; -1: not named. */
 struct DiskBay
 {

@@ -10,10 +10,6 @@
 namespace
 {
 
-// What PCIeLocatorType says of a slot.
-constexpr std::uint8_t locatorSlot = 6;
-constexpr std::uint8_t locatorDriveBay = 9;
-
 /** The precision with which "%.*s" prints a view. */
 int precision(std::string_view text)
 {
@@ -121,9 +117,9 @@ Verdict matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
     }
     switch (locatorType)
     {
-        case locatorSlot:
+        case locator::slot:
             return matchUnlessBay(designation, fqdd);
-        case locatorDriveBay:
+        case locator::driveBay:
             return matchIfBay(designation, fqdd);
         default:
             return Condition::locatorTypeKnown;
@@ -139,8 +135,7 @@ Verdict matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
         return read;
     }
     // No slot id here: a device has none. The descriptor itself says whether it is a drive.
-    return fqdd.find("Disk.Bay.") != std::string_view::npos ? matchIfBay(designation, fqdd)
-                                                            : matchUnlessBay(designation, fqdd);
+    return namesDriveBay(fqdd) ? matchIfBay(designation, fqdd) : matchUnlessBay(designation, fqdd);
 }
 
 Verdict matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap& kovd)

@@ -7,6 +7,7 @@
 #include "engines/verdict.hpp"
 #include "store/types.hpp"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,13 @@ inline constexpr int slotDevice = 3;    // slot / slot device
 inline constexpr int cpu = 5;           // processor / processor
 inline constexpr int cpuAlias = 7;      // the same
 } // namespace compare
+
+/** What PCIeLocatorType says of a KOVD slot. */
+namespace locator
+{
+inline constexpr std::uint8_t slot = 6;
+inline constexpr std::uint8_t driveBay = 9;
+} // namespace locator
 
 /**
  * True when the two property maps describe the same slot or socket. A missing or empty property is

@@ -96,7 +96,7 @@ try
         UTIL_LOG(level::error, "SMBIOS object not found for objPath: %s", smbiosPath.c_str());
         return;
     }
-    IterateKOVDObjectsOfSlot(slot->properties, smbiosPath);
+    IterateKOVDObjectsOfSlot(*slot, smbiosPath);
 }
 catch (...)
 {
@@ -104,50 +104,48 @@ catch (...)
                {"Exception in IterateKOVDObjs: %s", "Unknown Exception in IterateKOVDObjs"});
 }
 
-void IterateKOVDObjectsOfSlot(const PropertyMap& smbiosProperties, const std::string& smbiosPath)
+void IterateKOVDObjectsOfSlot(const Side& smbios, const std::string& smbiosPath)
 {
     std::string matchedSlotPath;
-    IterateKOVDPCIeSlotObjs(matchedSlotPath, smbiosProperties, smbiosPath);
-    IterateKOVDPCIeSlotDeviceObjs(matchedSlotPath, smbiosProperties, smbiosPath);
-    IterateKOVDPCIeSlotObjsChassisPath(matchedSlotPath, smbiosProperties, smbiosPath);
+    IterateKOVDPCIeSlotObjs(matchedSlotPath, smbios, smbiosPath);
+    IterateKOVDPCIeSlotDeviceObjs(matchedSlotPath, smbios, smbiosPath);
+    IterateKOVDPCIeSlotObjsChassisPath(matchedSlotPath, smbios, smbiosPath);
 }
 
-void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const Side& smbios,
                              const std::string& smbiosPath)
 {
     const Site site = UTIL_SITE;
     UTIL_LOG(level::info, "SmbiosPath:%s", smbiosPath.c_str());
     UTIL_LOG(level::trace, " Finding association among kovd PCIe slot dbus objects");
-    const auto visit = [&](const std::string& kovdPath, const PropertyMap& kovdProperties)
+    const auto visit = [&](const StoredObject& slot)
     {
-        if (!CompareAssociationProperties(smbiosProperties, kovdProperties, compare::slotForSmbios))
+        if (!sidesMatch(smbios, slot, compare::slotForSmbios))
         {
             return Walk::goOn;
         }
-        recordSlot(site, smbiosPath, kovdPath);
-        matchedSlotPath = kovdPath;
-        sendSlotAssociation(site, kovdPath, smbiosPath);
+        recordSlot(site, smbiosPath, slot.path);
+        matchedSlotPath = slot.path;
+        sendSlotAssociation(site, slot.path, smbiosPath);
         return Walk::end;
     };
     // No match is normal for an empty slot, and while the platform daemon is still starting.
     walkCandidates(site, kovdPCIeSlotObjs, unusableSlot, OnVanished::skip, visit);
 }
 
-void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
-                                   const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath, const Side& smbios,
                                    const std::string& smbiosPath)
 try
 {
     const Site site = UTIL_SITE;
-    const auto visit = [&](const std::string& devicePath, const PropertyMap& deviceProperties)
+    const auto visit = [&](const StoredObject& device)
     {
         const bool inSlot =
-            !matchedSlotPath.empty() && devicePath.find(matchedSlotPath) != std::string::npos;
-        if (inSlot ||
-            CompareAssociationProperties(smbiosProperties, deviceProperties, compare::slotDevice))
+            !matchedSlotPath.empty() && device.path.find(matchedSlotPath) != std::string::npos;
+        if (inSlot || sidesMatch(smbios, device, compare::slotDevice))
         {
-            recordDevice(site, smbiosPath, devicePath);
-            sendSlotAssociation(site, devicePath, smbiosPath);
+            recordDevice(site, smbiosPath, device.path);
+            sendSlotAssociation(site, device.path, smbiosPath);
         }
         return Walk::goOn; // all devices of the slot count, not only the first
     };
@@ -159,8 +157,7 @@ catch (...)
                            "Exception in IterateKOVDPCIeSlotDeviceObjs"});
 }
 
-void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath,
-                                        const PropertyMap& /*smbiosProperties*/,
+void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath, const Side& /*smbios*/,
                                         const std::string& smbiosPath)
 try
 {

@@ -10,7 +10,7 @@
  */
 #pragma once
 
-#include "store/types.hpp"
+#include "engines/match_keys.hpp"
 
 #include <string>
 
@@ -18,27 +18,25 @@
 void IterateKOVDObjs(const std::string& smbiosPath, int objectType);
 
 /** The three searches in their order, sharing the path of the slot that the first one matches. */
-void IterateKOVDObjectsOfSlot(const PropertyMap& smbiosProperties, const std::string& smbiosPath);
+void IterateKOVDObjectsOfSlot(const Side& smbios, const std::string& smbiosPath);
 
 /**
  * Associates the first KOVD slot, in path order, that matches; `matchedSlotPath` becomes its path
  * and stays as it was when none does. Throws std::bad_alloc when memory runs out.
  */
-void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotObjs(std::string& matchedSlotPath, const Side& smbios,
                              const std::string& smbiosPath);
 
 /**
  * Associates every device whose path contains `matchedSlotPath` (plain text, so slot1 also takes
  * the devices of slot10) and every other device that matches by its own descriptor. Never throws.
  */
-void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath,
-                                   const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotDeviceObjs(const std::string& matchedSlotPath, const Side& smbios,
                                    const std::string& smbiosPath);
 
 /**
  * Associates the chassis object with the same leaf as `matchedSlotPath`. A chassis path that has no
  * leaf ends the search: no path behind it is looked at. Never throws.
  */
-void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath,
-                                        const PropertyMap& smbiosProperties,
+void IterateKOVDPCIeSlotObjsChassisPath(const std::string& matchedSlotPath, const Side& smbios,
                                         const std::string& smbiosPath);

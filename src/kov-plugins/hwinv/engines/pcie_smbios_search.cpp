@@ -3,7 +3,6 @@
 #include "base/failure.hpp"
 #include "engines/association_codes.hpp"
 #include "engines/candidates.hpp"
-#include "engines/match.hpp"
 #include "engines/slot_association.hpp"
 #include "store/store.hpp"
 
@@ -51,7 +50,7 @@ try
         UTIL_LOG(level::error, "KOVD object not found for objPath: %s", kovdPath.c_str());
         return;
     }
-    IterateSMBIOSPCISlotObjs(object->properties, kovdPath);
+    IterateSMBIOSPCISlotObjs(*object, kovdPath);
 }
 catch (...)
 {
@@ -59,20 +58,20 @@ catch (...)
                {"Exception in IterateSMBIOSObjs: %s", "Unknown Exception in IterateSMBIOSObjs"});
 }
 
-void IterateSMBIOSPCISlotObjs(const PropertyMap& kovdProperties, const std::string& kovdPath)
+void IterateSMBIOSPCISlotObjs(const Side& kovd, const std::string& kovdPath)
 try
 {
     const Site site = UTIL_SITE;
-    const auto visit = [&](const std::string& smbiosPath, const PropertyMap& smbiosProperties)
+    const auto visit = [&](const StoredObject& slot)
     {
         // Whatever kind of KOVD object asks, it is compared as a slot: a device without the
         // slot's own properties finds nothing here.
-        if (!CompareAssociationProperties(smbiosProperties, kovdProperties, compare::slotForKovd))
+        if (!sidesMatch(slot, kovd, compare::slotForKovd))
         {
             return Walk::goOn;
         }
-        recordMatch(site, smbiosPath, kovdPath);
-        sendSlotAssociation(site, kovdPath, smbiosPath);
+        recordMatch(site, slot.path, kovdPath);
+        sendSlotAssociation(site, kovdPath, slot.path);
         return Walk::end;
     };
     const WalkEnd end =

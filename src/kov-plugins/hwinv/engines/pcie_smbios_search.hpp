@@ -6,7 +6,7 @@
  */
 #pragma once
 
-#include "store/types.hpp"
+#include "engines/match_keys.hpp"
 
 #include <string>
 
@@ -22,4 +22,4 @@ void IterateSMBIOSObjs(const std::string& kovdPath, int objectType);
  * main loop, also when the pair is refused because one of the two is paired already. A slot that
  * has vanished meanwhile ends the search: no slot behind it is compared.
  */
-void IterateSMBIOSPCISlotObjs(const PropertyMap& kovdProperties, const std::string& kovdPath);
+void IterateSMBIOSPCISlotObjs(const Side& kovd, const std::string& kovdPath);

@@ -56,6 +56,7 @@ void storeAndAssociate(const Site& site, const InsertRule& rule, const std::stri
     {
         return;
     }
-    rule.objects.insertObject(path, std::move(working));
+    const MatchKeys keys = rule.keysOf == nullptr ? MatchKeys{} : rule.keysOf(working);
+    rule.objects.insertObject(path, std::move(working), keys);
     FindAssociation(rule.sourceCode, rule.objectType, path);
 }

@@ -35,6 +35,7 @@ struct InsertRule
     const char* separator; // between name and value in the log
     int sourceCode;        // of FindAssociation, and the side of the pair table
     int objectType;        // of FindAssociation
+    MatchKeys (*keysOf)(const PropertyMap&) = nullptr; // null: compared by its properties alone
 };
 
 /**

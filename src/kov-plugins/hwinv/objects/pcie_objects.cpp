@@ -5,6 +5,7 @@
 #include "base/recovery_request.hpp"
 #include "bus/association_writer.hpp"
 #include "engines/find_association.hpp"
+#include "engines/match_keys.hpp"
 #include "objects/kept_properties.hpp"
 #include "store/store.hpp"
 
@@ -42,12 +43,12 @@ constexpr std::array kovdChassisKept{
     KeptProperty{"Function0SubsystemId", KeptType::string},
 };
 
-const InsertRule smbiosSlotRule{smbiosPCIeSlotObjs, smbiosSlotKept, "=", source::smbios,
-                                object_type::smbiosSlot};
-const InsertRule kovdSlotRule{kovdPCIeSlotObjs, kovdSlotKept, " = ", source::kovd,
-                              object_type::kovdSlot};
-const InsertRule kovdDeviceRule{kovdPCIeDeviceObjs, kovdDeviceKept, "=", source::kovd,
-                                object_type::kovdSlotDevice};
+const InsertRule smbiosSlotRule{smbiosPCIeSlotObjs, smbiosSlotKept,          "=",
+                                source::smbios,     object_type::smbiosSlot, keysOfSmbiosSlot};
+const InsertRule kovdSlotRule{kovdPCIeSlotObjs, kovdSlotKept,          " = ",
+                              source::kovd,     object_type::kovdSlot, keysOfKovdSlot};
+const InsertRule kovdDeviceRule{kovdPCIeDeviceObjs,          kovdDeviceKept,  "=", source::kovd,
+                                object_type::kovdSlotDevice, keysOfKovdDevice};
 const InsertRule kovdChassisRule{kovdChassisPathSlotObjs, kovdChassisKept, "=", source::kovd,
                                  object_type::kovdChassisSlot};
 

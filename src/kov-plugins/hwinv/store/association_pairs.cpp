@@ -9,7 +9,7 @@ namespace
 const std::string* partner(const auto& index, std::string_view path)
 {
     const auto at = index.find(path);
-    return at == index.end() ? nullptr : &at->second;
+    return at == index.end() ? nullptr : at->second;
 }
 
 std::optional<std::string> copyOf(const std::string* partner)
@@ -25,10 +25,10 @@ bool AssociationPairs::add(const std::string& smbiosPath, const std::string& kov
     {
         return false;
     }
-    const auto added = bySMBIOSPath_.emplace(smbiosPath, kovdPath).first;
+    const auto added = bySMBIOSPath_.emplace(smbiosPath, nullptr).first;
     try
     {
-        byKOVDPath_.emplace(kovdPath, smbiosPath);
+        added->second = &byKOVDPath_.emplace(kovdPath, &added->first).first->first;
     }
     catch (...)
     {
@@ -65,7 +65,7 @@ bool AssociationPairs::erase(Index& from, Index& other, std::string_view path)
     {
         return false;
     }
-    other.erase(other.find(at->second));
+    other.erase(other.find(*at->second));
     from.erase(at);
     return true;
 }

@@ -25,6 +25,12 @@ inline constexpr int smbiosSide = 2;
 class AssociationPairs
 {
   public:
+    AssociationPairs() = default;
+    AssociationPairs(const AssociationPairs&) = delete; // each index points into the other one
+    AssociationPairs& operator=(const AssociationPairs&) = delete;
+    AssociationPairs(AssociationPairs&&) = default;
+    AssociationPairs& operator=(AssociationPairs&&) = default;
+
     /** False, with nothing changed, when either path is already paired. */
     bool add(const std::string& smbiosPath, const std::string& kovdPath);
 
@@ -37,7 +43,8 @@ class AssociationPairs
     bool eraseBySMBIOSPath(std::string_view smbiosPath);
 
   private:
-    using Index = std::map<std::string, std::string, std::less<>>;
+    /** Path to its partner, which is a key of the other index. */
+    using Index = std::map<std::string, const std::string*, std::less<>>;
 
     static bool erase(Index& from, Index& other, std::string_view path);
 

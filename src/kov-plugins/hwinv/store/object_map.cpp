@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <utility>
 
-void ObjectMap::insertObject(const std::string& path, PropertyMap properties)
+void ObjectMap::insertObject(const std::string& path, PropertyMap properties, MatchKeys keys)
 {
-    auto object = std::make_shared<const StoredObject>(StoredObject{path, std::move(properties)});
+    auto object =
+        std::make_shared<const StoredObject>(StoredObject{path, std::move(properties), keys});
 
     Snapshot outdated; // freed, like the replaced object, when the lock is free again
     MutexLock lock(mutex_);
-    outdated.swap(snapshot_);
+    outdated = dropSnapshot();
     const auto at = objects_.begin() + (lowerBound(path) - objects_.cbegin());
     if (at != objects_.end() && (*at)->path == path)
     {
@@ -34,7 +35,7 @@ int ObjectMap::eraseObject(std::string_view path)
     {
         return -1;
     }
-    outdated.swap(snapshot_);
+    outdated = dropSnapshot();
     erased = *at;
     objects_.erase(at);
     return 0;
@@ -80,17 +81,16 @@ ObjectMap::Snapshot ObjectMap::snapshot() const
     if (!snapshot_)
     {
         snapshot_ = std::make_shared<const Objects>(objects_);
+        latest_ = snapshot_.get();
     }
     return snapshot_;
 }
 
-SharedObject ObjectMap::current(const Snapshot& snapshot, std::size_t index) const
+/** Before a change; the snapshot, if there is one, goes with the caller. */
+ObjectMap::Snapshot ObjectMap::dropSnapshot()
 {
-    const SharedObject& then = (*snapshot)[index];
-    MutexLock lock(mutex_);
-    // The caller keeps its snapshot alive, so an equal address is the same snapshot and nothing
-    // has changed since it was taken.
-    return snapshot_ == snapshot ? then : find(then->path);
+    latest_ = nullptr;
+    return std::exchange(snapshot_, nullptr);
 }
 
 ObjectMap::Objects::const_iterator ObjectMap::lowerBound(std::string_view path) const

@@ -7,7 +7,8 @@
  * properties.
  *
  * Stored objects are immutable and shared: an insert replaces the object, so a search looks at a
- * stored object without copying it and without holding the lock.
+ * stored object without copying it and without holding the lock. It holds a snapshot and asks at
+ * each entry, without the lock, whether the map is still as it was then.
  *
  * Any thread; takes its own lock. No operation calls out while it holds it. A failing mutex throws
  * std::system_error.
@@ -17,16 +18,29 @@
 #include "base/mutex.hpp"
 #include "store/types.hpp"
 
-#include <cstddef>
+#include <atomic>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+/**
+ * What most comparisons of slots and devices end at, read from the properties by the engine that
+ * compares them (engines/match_keys.hpp). An object that lacks a key is compared by its properties.
+ */
+struct MatchKeys
+{
+    std::optional<std::uint16_t> identifier;
+    std::optional<int> number;
+};
 
 struct StoredObject
 {
     std::string path;
     PropertyMap properties;
+    MatchKeys keys = {};
 };
 
 /** Null stands for "not stored". */
@@ -45,7 +59,8 @@ class ObjectMap
     ObjectMap& operator=(const ObjectMap&) = delete;
 
     /** Adds the object or replaces all its properties; nothing is merged. */
-    void insertObject(const std::string& path, PropertyMap properties) EXCLUDES(mutex_);
+    void insertObject(const std::string& path, PropertyMap properties, MatchKeys keys = {})
+        EXCLUDES(mutex_);
 
     bool hasObject(std::string_view path) const EXCLUDES(mutex_);
 
@@ -67,19 +82,22 @@ class ObjectMap
     /** Shared by all callers until the next change of the map. */
     Snapshot snapshot() const EXCLUDES(mutex_);
 
-    /**
-     * What is stored now under the path of the snapshot's entry `index`; null when it has
-     * vanished since. Costs no search while the map is as it was.
-     */
-    SharedObject current(const Snapshot& snapshot, std::size_t index) const EXCLUDES(mutex_);
+    /** Whether the map is as it was when the snapshot was taken. Takes no lock. */
+    bool isLatest(const Snapshot& snapshot) const
+    {
+        // The caller keeps its snapshot alive, so an equal address is the same snapshot.
+        return latest_.load() == snapshot.get();
+    }
 
   private:
     using Objects = std::vector<SharedObject>;
 
     Objects::const_iterator lowerBound(std::string_view path) const REQUIRES(mutex_);
     SharedObject find(std::string_view path) const REQUIRES(mutex_);
+    Snapshot dropSnapshot() REQUIRES(mutex_);
 
     Mutex& mutex_;
     Objects objects_ GUARDED_BY(mutex_);
-    mutable Snapshot snapshot_ GUARDED_BY(mutex_); // null once objects_ has changed
+    mutable Snapshot snapshot_ GUARDED_BY(mutex_);        // null once objects_ has changed
+    mutable std::atomic<const Objects*> latest_{nullptr}; // snapshot_'s; written with mutex_ held
 };

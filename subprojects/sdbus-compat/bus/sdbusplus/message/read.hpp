@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -65,7 +66,7 @@ inline void read_text(sd_bus_message* m, char type, std::string& value)
 {
     const char* text = nullptr;
     internal::check(sd_bus_message_read_basic(m, type, &text), "sd_bus_message_read_basic string");
-    value = std::string(text);
+    value = text;
 }
 
 template <>
@@ -159,13 +160,20 @@ struct reader<std::map<Key, Value, Less>>
     static void read_entry(sd_bus_message* m, std::map<Key, Value, Less>& items)
     {
         constexpr auto contents = types::signature_of_all<Key, Value>;
-        Key key{};
-        Value value{};
         internal::check(sd_bus_message_enter_container(m, 'e', contents.c_str()),
                         "sd_bus_message_enter_container pair");
-        message::read(m, key, value);
+        Key key{};
+        reader<Key>::read(m, key);
+        if (const auto [entry, added] = items.try_emplace(std::move(key)); added)
+        {
+            reader<Value>::read(m, entry->second);
+        }
+        else
+        {
+            Value ignored{};
+            reader<Value>::read(m, ignored);
+        }
         internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container pair");
-        items.emplace(std::move(key), std::move(value));
     }
 };
 
@@ -195,7 +203,8 @@ struct reader<std::variant<Alternatives...>>
         const char* contents = nullptr;
         internal::check(sd_bus_message_peek_type(m, &type, &contents),
                         "sd_bus_message_verify_type variant");
-        if (type == 'v' && (read_if_fits<Alternatives>(m, contents, value) || ...))
+        const std::string_view signature = type == 'v' ? contents : "";
+        if ((read_if_fits<Alternatives>(m, signature, value) || ...))
         {
             return;
         }
@@ -205,18 +214,16 @@ struct reader<std::variant<Alternatives...>>
 
   private:
     template <typename Alternative>
-    static bool read_if_fits(sd_bus_message* m, const char* contents, Variant& value)
+    static bool read_if_fits(sd_bus_message* m, std::string_view signature, Variant& value)
     {
         constexpr auto expected = types::signature_of<Alternative>;
-        if (expected.view() != contents)
+        if (signature != expected.view())
         {
             return false;
         }
         internal::check(sd_bus_message_enter_container(m, 'v', expected.c_str()),
                         "sd_bus_message_enter_container variant");
-        Alternative inside{};
-        reader<Alternative>::read(m, inside);
-        value = std::move(inside);
+        reader<Alternative>::read(m, value.template emplace<Alternative>());
         internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container variant");
         return true;
     }
