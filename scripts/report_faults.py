@@ -20,7 +20,7 @@ sys.dont_write_bytecode = True  # the folder is part of the source tree
 
 from summarize_tests import block_of, cases, show
 
-NAME = re.compile(r"(?:^|\.)([BSMCRX]\d+)([A-Z]\w*)")
+NAME = re.compile(r"(?:^|\.)([BSMCRX]\d+)([A-Z]\w*)(?:/([A-Z]\w*))?")
 SKIPPED = re.compile(r"^\[  SKIPPED \] (\S+?),? .*\(\d+ ms\)$", re.MULTILINE)
 MEASURED = re.compile(r"^\[ MEASURED \] (.*)$", re.MULTILINE)
 REASON = re.compile(r"^.*: Skipped\n(.+)$", re.MULTILINE)
@@ -36,6 +36,8 @@ def line_of(bus, case, ending, run):
     block = block_of(case, run["stdout"] or "")
     found = NAME.search(case.split(": ")[0])
     fault, what = (found[1], words_of(found[2])) if found else ("-", case)
+    if found and found[3]:  # one of several that a case is tried with
+        what += f" ({words_of(found[3])})"
     told = MEASURED.findall(block)
     if ending == "not here":
         told = REASON.findall(block)[:1]

@@ -34,6 +34,7 @@ DOCUMENTS = [
 # words in it by which it does. (scripts/install runs the build by hand with the same three steps.)
 RUN_BY = {
     "scripts/install": ("tests/machine/install_test.py", '"/opt/source/scripts/install")'),
+    "scripts/check_model": ("tests/scripts/meson.build", "'check_model'"),
     "scripts/soak 20": ("tests/faults/meson.build", "'soak',"),
     "scripts/install --remove": (
         "tests/machine/install_test.py",
@@ -59,6 +60,7 @@ READ_ONLY = {
     "systemctl daemon-reload": "service/restart-with-platform.conf.in",
     "systemctl reenable kov_hwinv": "service/restart-with-platform.conf.in",
     ".ci/run": ".ci/run",
+    "scripts/fuzz 60": "scripts/fuzz",
 }
 
 STUBS = {

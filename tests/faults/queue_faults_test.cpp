@@ -30,7 +30,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr int producers = 5;
-constexpr auto patience = 2min;
+constexpr auto patience = 10min;
 
 const std::string stem = "/xyz/openbmc_project/inventory/system/board/pcie/";
 const std::string interface = "xyz.openbmc_project.Inventory.Item.PCIeSlotDevice";
@@ -64,6 +64,14 @@ void arrive(std::string_view path)
     ++arrivals.processed;
 }
 
+/** How many records may wait when the next one is pushed. Now and then it is so few that the worker
+ *  is about to go to sleep, or sleeps. */
+long mostWaiting(std::minstd_rand& random)
+{
+    constexpr long many = 2000;
+    return random() % 32 == 0 ? static_cast<long>(random() % 8) : many;
+}
+
 void produce(int producer, int records)
 {
     const auto deadline = Clock::now() + patience;
@@ -74,9 +82,8 @@ void produce(int producer, int records)
         record.type = SignalType::PropertiesChanged;
         record.objectPath = stem + std::to_string(producer) + "/" + std::to_string(number);
         record.interfaceName = interface;
-        // When no more than a few wait, the worker is about to go to sleep.
-        const auto few = static_cast<long>(random() % 8);
-        while (pushed - arrivals.processed > few && Clock::now() < deadline)
+        const long most = mostWaiting(random);
+        while (pushed - arrivals.processed > most && Clock::now() < deadline)
         {
             std::this_thread::yield();
         }

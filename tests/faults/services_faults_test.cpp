@@ -6,7 +6,6 @@
 
 #include <array>
 #include <csignal>
-#include <functional>
 #include <thread>
 
 namespace
@@ -40,8 +39,6 @@ sim::InventoryCapture plainSlots(unsigned slots)
 class ServiceFaults : public kit::FaultTest
 {
   protected:
-    std::chrono::nanoseconds timeOfBoardReply();
-
     /** The paths of all Sets so far, in order. */
     Texts written()
     {
@@ -107,7 +104,7 @@ class AbsentServices : public ServiceFaults, public testing::WithParamInterface<
 
 TEST_P(AbsentServices, S1ServicesMissingAtTheStart)
 {
-    constexpr int warp = 20;
+    constexpr int warp = 10; // what a busy machine adds counts ten times only
     const Beginning& beginning = GetParam();
     beginning.smbios ? publish(smbios, inventory.smbios) : void();
     beginning.kovd ? publish(kovd, inventory.kovd) : void();
@@ -134,7 +131,7 @@ TEST_P(AbsentServices, S1ServicesMissingAtTheStart)
     ASSERT_TRUE(kovd.journal().waitForSets(kit::listsOf(2, 1).size(), kit::patience));
     const auto first = kovd.journal().sets().front().time;
     EXPECT_GE(Seconds(first - begun).count() * warp, 185.0);
-    EXPECT_LE(Seconds(first - started).count() * warp, 186.0);
+    EXPECT_LE(Seconds(first - started).count() * warp, kit::sanitized() ? 190.0 : 186.0);
     kit::measured("written after " + std::to_string(Seconds(first - started).count() * warp) +
                   " s of daemon time");
     settle();
@@ -249,7 +246,7 @@ TEST_F(ServiceFaults, S4BothServicesSilentAtTheStart)
     }
     observer.ping(rig::daemonName);
     const auto reached = Clock::now() - begun;
-    EXPECT_LE(reached, 5s);
+    EXPECT_LE(reached, kit::allowed(5s));
     kit::measured("main loop after " + kit::inMilliseconds(reached));
     settle();
     noteState();
@@ -326,7 +323,7 @@ TEST_F(LateSets, S5InterruptBetweenTwoLateSets)
     const auto begun = Clock::now();
     interrupt();
     const auto took = Clock::now() - begun;
-    EXPECT_LE(took, setTimeout + 500ms);
+    EXPECT_LE(took, kit::allowed(setTimeout + 500ms));
     kit::measured("interrupt handled after " + kit::inMilliseconds(took));
     ASSERT_TRUE(kovd.journal().waitForSets(lateUnits, kit::patience));
 
@@ -395,19 +392,6 @@ TEST_F(ServiceFaults, S7PlatformRestartsAfterTheFallbacks)
     expectHealthy(kit::threadsAfterFallback);
 }
 
-/** How long the platform takes to list its board, which is no time of the daemon's. */
-std::chrono::nanoseconds ServiceFaults::timeOfBoardReply()
-{
-    const sim::Connection caller = sim::connectTo(bus.address());
-    sim::check(sd_bus_set_method_call_timeout(caller.get(), 300'000'000), "bound the call");
-    const auto asked = Clock::now();
-    sim::check(sd_bus_call_method(caller.get(), sim::names::kovdService, sim::names::boardRoot,
-                                  sim::names::objectManager, objectsCall, nullptr, nullptr,
-                                  nullptr),
-               "list the board");
-    return Clock::now() - asked;
-}
-
 TEST_F(ServiceFaults, S8FiftyThousandPlatformObjects)
 {
     constexpr unsigned slots = 32;
@@ -419,25 +403,26 @@ TEST_F(ServiceFaults, S8FiftyThousandPlatformObjects)
         inventory.kovd.insert(sim::makeKovdSlot(slot));
     }
     publishWithCanaries(inventory);
-    const auto reply = timeOfBoardReply();
     const auto begun = Clock::now();
     startWith({}, {"SYSTEMD_BUS_TIMEOUT=5min"}, 1);
     observer.waitForOwner(rig::daemonName, kit::patience);
     ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
-    const auto took = Clock::now() - begun - reply;
-    const auto worked = kit::processorTime(daemon().pid());
+    const auto whole = Clock::now() - begun;
+    const auto own = kit::firstThreadOf(daemon().pid());
     ASSERT_TRUE(kovd.journal().waitForSets(slots, kit::patience));
     settle();
     noteState();
     const long peak = kit::statusNumber(daemon().pid(), "VmHWM");
-    kit::measured("start-up passes in " + kit::inMilliseconds(took) + " with " +
-                  kit::inMilliseconds(worked) + " of processor time, beside " +
-                  kit::inMilliseconds(reply) + " that the simulator takes to reply");
+    kit::measured("start-up passes in " + kit::inMilliseconds(whole) +
+                  ", in which the daemon ran " + kit::inMilliseconds(own.ran) + ", waited " +
+                  kit::inMilliseconds(own.waited) +
+                  " for a processor, and for the simulator's replies the rest");
     kit::measured(std::to_string(peak / 1024) + " MiB at the most");
 
+    // The simulator and a busy machine have their own time.
+    EXPECT_LE(own.ran, kit::allowed(10s));
     if (!kit::sanitized())
     {
-        EXPECT_LE(took, 10s);
         EXPECT_LE(peak, 256 * 1024);
     }
     EXPECT_EQ(kovd.journal().setCount(), slots);
@@ -491,7 +476,7 @@ class OneSlot : public ServiceFaults
                             {slot.second.begin()->first, sim::Json::object(), sim::Json::array()}});
         ASSERT_TRUE(daemon().log().waitFor(worked, kit::patience));
         const auto took = Clock::now() - ended;
-        EXPECT_LE(took, 5s);
+        EXPECT_LE(took, kit::allowed(5s));
         kit::measured("queue empty " + kit::inMilliseconds(took) + " later");
     }
 

@@ -43,7 +43,7 @@ SERVICES = {
 [Service]
 Type=dbus
 BusName={PLATFORM}
-ExecStart=/usr/bin/hwinv_sim serve --inventory two-socket-2u
+ExecStart=/usr/bin/hwinv_sim --system serve --inventory two-socket-2u
 Restart=always
 RestartSec=1
 """,

@@ -24,6 +24,7 @@ SOURCES = {
     "sim": [ROOT / "tools/sim", ROOT / "tools/hwinv_sim"],
     "demo": [ROOT / "tools/hwinv_demo"],
     "inspect": [ROOT / "tools/inspect"],
+    "bench": [ROOT / "bench"],
 }
 
 # Tests of something else than a source: files, or folders.
@@ -64,7 +65,7 @@ def name_of(file):
 
 
 def unexplained_sleeps():
-    for file in files("tests", ".cpp", ".hpp") + files("tools", ".cpp", ".hpp"):
+    for file in files("bench", ".cpp") + files("tests", ".cpp", ".hpp") + files("tools", ".cpp", ".hpp"):
         before = ""
         for number, line in enumerate(file.read_text().splitlines(), 1):
             code, _, comment = line.partition("//")
@@ -129,14 +130,14 @@ def program_names():
 
 
 def comment_styles():
-    for folder in ("tests", "tools", "src"):
+    for folder in ("bench", "tests", "tools", "src"):
         for file in files(folder, ".cpp", ".hpp"):
             if re.search(r"^\s*///|/\*!", file.read_text(), re.MULTILINE):
                 yield f"{name_of(file)}: a comment begins with /// or /*!"
 
 
 def words():
-    for folder in ("tests", "tools", "scripts"):
+    for folder in ("bench", "tests", "tools", "scripts"):
         for file in files(folder, ".cpp", ".hpp", ".py", ".build", ".md", ""):
             if file.is_file() and file.name != "laws_test.py":
                 if re.search(r"\b(on purpose|deliberate)", file.read_text(), re.IGNORECASE):

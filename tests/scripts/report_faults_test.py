@@ -71,6 +71,10 @@ class ReportFaults(unittest.TestCase):
         _, lines = self.report(dbus_daemon=case("On/ServiceFaults.S5TwentySetsAndSIGINT/0", PASSED))
         self.assertEqual(lines[0], "S5   dbus-daemon  passed   twenty sets and SIGINT")
 
+    def test_what_a_case_is_tried_with_is_told(self):
+        _, lines = self.report(dbus_daemon=case("Of/Services.S1Missing/SmbiosOnly", PASSED))
+        self.assertEqual(lines[0], "S1   dbus-daemon  passed   missing (smbios only)")
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -2,8 +2,10 @@
 //
 // HWINV_FAIL holds rules, each "FUNCTION:FIRST:TIMES:ERRNO:WHO:WHEN", with ';' between them:
 //
-//   FUNCTION   pthread_create, pipe, epoll_ctl, epoll_wait, sigaction or malloc (which stands for
-//              calloc and realloc, too; under a sanitizer no allocation fails)
+//   FUNCTION   pthread_create, pipe (as the daemon calls it, with flags; a sanitizer looks at
+//   memory
+//              through the other one), epoll_ctl, epoll_wait, sigaction or malloc (which stands for
+//              calloc and realloc, too; a sanitizer's own cannot be made to fail)
 //   FIRST      the call that fails first, counted from 1
 //   TIMES      how many calls in a row fail; 0 for all that follow
 //   ERRNO      its number; epoll_wait, sigaction and the like also return their mark of failure
@@ -140,12 +142,6 @@ extern "C"
         return error != 0 ? error : real(thread, attributes, body, argument);
     }
 
-    int pipe(int* ends) noexcept
-    {
-        static const auto real = next<int (*)(int*)>("pipe");
-        return fails("pipe") ? -1 : real(ends);
-    }
-
     int pipe2(int* ends, int flags) noexcept
     {
         static const auto real = next<int (*)(int*, int)>("pipe2");
@@ -179,7 +175,7 @@ extern "C"
         return fails("sigaction") ? -1 : real(number, action, former);
     }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(SANITIZED_PROGRAM)
     void* __libc_malloc(std::size_t size) noexcept;
     void* __libc_calloc(std::size_t count, std::size_t size) noexcept;
     void* __libc_realloc(void* memory, std::size_t size) noexcept;

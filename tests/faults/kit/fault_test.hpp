@@ -37,6 +37,9 @@ bool sanitized();
 /** True when the private buses are those of dbus-broker. */
 bool onBroker();
 
+/** A bound, as far as a sanitizer keeps it. */
+std::chrono::milliseconds allowed(std::chrono::milliseconds limit);
+
 /** "12.3 ms" */
 std::string inMilliseconds(std::chrono::nanoseconds time);
 
@@ -105,8 +108,8 @@ class FaultTest : public BusTest
      *  warped clock five seconds, and sixty more after the one before, pass in a moment. */
     void resync();
 
-    /** Waits for the daemon's end. Its exit status, minus a signal's number, or nothing when it is
-     *  still there; a figure says how long it took. */
+    /** Waits for the daemon's end, for what is allowed(limit). Its exit status, minus a signal's
+     * number, or nothing when it is still there; a figure says how long it took. */
     std::optional<int> endedWithin(std::chrono::milliseconds limit);
 
     /** SIGINT; its five lines must come in their order. */

@@ -31,6 +31,18 @@ std::chrono::nanoseconds processorTime(pid_t pid)
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
+FirstThread firstThreadOf(pid_t pid)
+{
+    std::ifstream statistics(folderOf(pid) + "/schedstat");
+    std::chrono::nanoseconds::rep ran = 0;
+    std::chrono::nanoseconds::rep waited = 0;
+    if (!(statistics >> ran >> waited))
+    {
+        throw sim::Error("the kernel does not tell how process " + std::to_string(pid) + " waited");
+    }
+    return {std::chrono::nanoseconds(ran), std::chrono::nanoseconds(waited)};
+}
+
 std::vector<std::string> descriptorsOf(pid_t pid)
 {
     std::vector<std::string> found;

@@ -15,6 +15,15 @@ namespace kit
 /** Processor time that all its threads have used, the ended ones included. */
 std::chrono::nanoseconds processorTime(pid_t pid);
 
+/** What its first thread has done so far; the rest of the time it slept. */
+struct FirstThread
+{
+    std::chrono::nanoseconds ran{};
+    std::chrono::nanoseconds waited{}; // while others had the processors
+};
+
+FirstThread firstThreadOf(pid_t pid);
+
 /** What its open descriptors lead to, sorted, without the numbers that are new each time. */
 std::vector<std::string> descriptorsOf(pid_t pid);
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <fcntl.h>
 #include <map>
 #include <set>
@@ -222,10 +223,24 @@ TEST(DlogLine, IsWholeInAFileHoweverLong)
     }
 }
 
+// Emulators of another machine may lack it.
+bool kernelWritesWithoutWaiting()
+{
+    const Pipe pipe = makePipe();
+    char letter = 'x';
+    const iovec part{&letter, 1};
+    return pwritev2(pipe.write.get(), &part, 1, -1, RWF_NOWAIT) == 1;
+}
+
 TEST(DlogLine, IsWholeInAPipeWithPlentyOfRoom)
 {
+    const std::size_t longest = kernelWritesWithoutWaiting() ? 32768 : PIPE_BUF;
     for (const std::size_t size : {2047U, 2048U, 2049U, 4095U, 4096U, 4097U, 8192U, 32768U})
     {
+        if (size > longest)
+        {
+            break; // would come in marked pieces
+        }
         Pipe pipe = makePipe();
         const std::string log = streamed(pipe.read, pipe.write, {"long", std::to_string(size)});
         EXPECT_TRUE(linesOf(log) == longAndAfter(size)) << size;

@@ -63,6 +63,27 @@ TEST(insertObject, replacesAllProperties)
     EXPECT_EQ(map.objects.listObjectPaths(), Paths{slot1});
 }
 
+TEST(insertObject, leavesAnUnchangedObjectAsItIs)
+{
+    TestMap map;
+    map.objects.insertObject(slot1, first);
+    map.insert({slot2});
+    const SharedObject object = map.objects.findObject(slot1);
+    const ObjectMap::Snapshot snapshot = map.objects.snapshot();
+    map.objects.insertObject(slot1, first);
+    EXPECT_EQ(map.objects.findObject(slot1), object);
+    EXPECT_TRUE(map.objects.isLatest(snapshot));
+
+    PropertyMap longer = first;
+    longer.emplace("Z", true);
+    for (const PropertyMap& other : {second, first, longer, PropertyMap{}})
+    {
+        map.objects.insertObject(slot1, other);
+        EXPECT_EQ(map.get(slot1), other);
+        EXPECT_FALSE(map.objects.isLatest(snapshot));
+    }
+}
+
 TEST(insertObject, keepsAValueOfEveryType)
 {
     TestMap map;
@@ -248,7 +269,7 @@ TEST(snapshot, isSharedUntilTheNextChange)
     const ObjectMap::Snapshot before = map.objects.snapshot();
     map.objects.eraseObject(slot2); // absent: no change
     EXPECT_EQ(map.objects.snapshot(), before);
-    map.insert({slot1});
+    map.objects.insertObject(slot1, second);
     const ObjectMap::Snapshot replaced = map.objects.snapshot();
     EXPECT_NE(replaced, before);
     map.objects.eraseObject(slot1);

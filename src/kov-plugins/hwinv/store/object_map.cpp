@@ -10,9 +10,14 @@ void ObjectMap::insertObject(const std::string& path, PropertyMap properties, Ma
 
     Snapshot outdated; // freed, like the replaced object, when the lock is free again
     MutexLock lock(mutex_);
-    outdated = dropSnapshot();
     const auto at = objects_.begin() + (lowerBound(path) - objects_.cbegin());
-    if (at != objects_.end() && (*at)->path == path)
+    const bool stored = at != objects_.end() && (*at)->path == path;
+    if (stored && (*at)->properties == object->properties)
+    {
+        return;
+    }
+    outdated = dropSnapshot();
+    if (stored)
     {
         at->swap(object);
         return;

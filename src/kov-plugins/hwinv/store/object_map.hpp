@@ -58,7 +58,10 @@ class ObjectMap
     ObjectMap(const ObjectMap&) = delete;
     ObjectMap& operator=(const ObjectMap&) = delete;
 
-    /** Adds the object or replaces all its properties; nothing is merged. */
+    /**
+     * Adds the object or replaces all its properties; nothing is merged. An object that is stored
+     * with the same properties already stays as it is.
+     */
     void insertObject(const std::string& path, PropertyMap properties, MatchKeys keys = {})
         EXCLUDES(mutex_);
 
