@@ -46,13 +46,30 @@ TEST(Demo, SaysWhoIsPairedAndWhy)
     EXPECT_EQ(outcome.status, 0);
     for (const char* text :
          {"pcieslot8  \"NIC Riser Slot 8\", id 8 ", "board/pcie_slot_08 ",
-          "FQDD Nic.Slot.8-1, slot id 8", "device in pcie_slot_08, FQDD Nic.Slot.8-1-1",
-          "same name as its slot on the board", "FQDD Ahci.Slot.11-1", "board/cpu2  Kov.Socket.2",
-          "cpu1, socket CPU2", "processor / L3CacheHandle  cache5, handle 1797",
-          "an empty drive bay that the platform does not report"})
+          "both name slot 8 (Nic.Slot.8-1), both have identifier 8",
+          "it inherits from the slot object above it, pcie_slot_08",
+          "it takes the association of its twin below the board path",
+          "both name slot 11 (Ahci.Slot.11-1)", "board/cpu2  Kov.Socket.2", "cpu1, socket CPU2",
+          "processor / L3CacheHandle  cache5, handle 1797",
+          "pcieslot23  none of 12 platform slots fits; nearest is pcie_bay_00_01: SlotID 163, "
+          "PCIeLocatorInstanceNum 160: differ"})
     {
         EXPECT_TRUE(outcome.says(text)) << text << "\n" << outcome.output;
     }
+}
+
+TEST(Demo, SaysWhyNotInTheWordsOfTheEngine)
+{
+    const Outcome outcome = runDemo("--inventory awkward");
+
+    for (const char* text : {"SlotID has type u, and the daemon reads q",
+                             "PCIeFQDD \"Nic.Slots.7-1\": its second token, \"Slots\", is not SLOT",
+                             "Socket \"CPU2\", TargetDevKey \"Kov.Socket.02\": differ"})
+    {
+        EXPECT_TRUE(outcome.says(text)) << text << "\n" << outcome.output;
+    }
+    // What the inventory's own file says of it is not shown.
+    EXPECT_FALSE(outcome.says("the second part of its FQDD is Slots")) << outcome.output;
 }
 
 TEST(Demo, FailsWhenAListIsNotTheExpectedOne)
@@ -219,8 +236,9 @@ TEST(Demo, ShowsAMachineOfWhichNothingIsExpected)
 
     EXPECT_EQ(outcome.status, 0) << outcome.output;
     for (const char* text :
-         {"FQDD Nic.Slot.8-1, slot id 8\n", "board/cpu2  Kov.Socket.2", "cache5, handle 1797\n",
-          "Unpaired in SMBIOS\n\n  chassis/motherboard/pcieslot23\n",
+         {"both name slot 8 (Nic.Slot.8-1), both have identifier 8\n", "board/cpu2  Kov.Socket.2",
+          "cache5, handle 1797\n",
+          "chassis/motherboard/pcieslot23  none of 12 platform slots fits; nearest is ",
           "42 platform objects carry associations.\n"})
     {
         EXPECT_TRUE(outcome.says(text)) << text << "\n" << outcome.output;

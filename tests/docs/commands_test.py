@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Every command that the documents show: it is run here, or the test that runs it is named.
 
-    commands_test.py SOURCE_FOLDER BUILD_FOLDER DEMO
+    commands_test.py SOURCE_FOLDER BUILD_FOLDER DEMO HWINVCTL
 
 A command is a line indented by four blanks, or a word in backticks that begins with scripts/ or
 .ci/. The scripts run in a copy of the tree, where what installs packages and compiles is replaced:
@@ -19,7 +19,7 @@ import sys
 import tempfile
 import unittest
 
-SOURCE, BUILD, DEMO = map(pathlib.Path, sys.argv[1:])
+SOURCE, BUILD, DEMO, HWINVCTL = map(pathlib.Path, sys.argv[1:])
 del sys.argv[1:]
 DOCUMENTS = [
     SOURCE / name
@@ -33,10 +33,6 @@ DOCUMENTS = [
 # Commands that need root, the network or a machine of their own: the test that runs them, and the
 # words in it by which it does. (scripts/install runs the build by hand with the same three steps.)
 RUN_BY = {
-    "build/tools/hwinvctl/hwinvctl --from share/inventories/awkward explain pcie_slot_7": (
-        "docs/INSPECTING.md",
-        "hwinvctl --from awkward explain pcie_slot_7",
-    ),
     "scripts/install": ("tests/machine/install_test.py", '"/opt/source/scripts/install")'),
     "scripts/check_model": ("tests/scripts/meson.build", "'check_model'"),
     "scripts/soak 20": ("tests/faults/meson.build", "'soak',"),
@@ -64,6 +60,7 @@ READ_ONLY = {
     "systemctl daemon-reload": "service/restart-with-platform.conf.in",
     "systemctl reenable kov_hwinv": "service/restart-with-platform.conf.in",
     ".ci/run": ".ci/run",
+    "scripts/coverage": "scripts/coverage",
     "scripts/fuzz 60": "scripts/fuzz",
 }
 
@@ -112,10 +109,11 @@ class Commands(unittest.TestCase):
         stubs.mkdir()
         for name, text in STUBS.items():
             writable_script(stubs / name, text)
-        demo = cls.tree / "build/tools/hwinv_demo"
-        demo.mkdir(parents=True)
+        for program in (DEMO, HWINVCTL):
+            folder = cls.tree / "build/tools" / program.name
+            folder.mkdir(parents=True)
+            (folder / program.name).symlink_to(program)
         (cls.tree / "build/build.ninja").touch()
-        (demo / "hwinv_demo").symlink_to(DEMO)
         for name in ("hwinv_bench", "micro/hwinv_micro"):
             measuring = cls.tree / "build-bench/bench" / name
             measuring.parent.mkdir(parents=True, exist_ok=True)
@@ -163,13 +161,21 @@ class Commands(unittest.TestCase):
             self.look_around("busctl tree com.vexa.bmc.kovd")
         elif command.startswith("scripts/demo"):
             folder = str(SOURCE / "share/inventories/edge-small")
-            self.assertIn("As expected", self.bash(command.replace("FOLDER", folder), self.stubbed))
+            said = self.bash(command.replace("FOLDER", folder), self.stubbed)
+            self.assertIn("As expected", said)
+            self.assertIn("pcie_slot_7 is unpaired", self.bash(self.next_command(said)))
+        elif command.startswith("build/tools/hwinvctl/hwinvctl "):
+            self.assertIn("pcie_slot_7 is unpaired", self.bash(command))
         elif command.startswith("meson setup "):
             self.bash(command)
         elif command.startswith(("mkdir ", "cp ")):
             self.in_a_root_of_its_own(command)
         else:
             self.fail(f"nothing here runs '{command}'")
+
+    def next_command(self, said):
+        """What the demo tells to try next, as it stands there."""
+        return said.split("Next, ask why a slot is not paired:\n\n")[1]
 
     def look_around(self, command):
         """Beside a demo that keeps running; without a terminal it says so and goes on."""

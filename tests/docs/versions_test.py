@@ -25,7 +25,7 @@ class Versions(unittest.TestCase):
         self.assertEqual(self.first(r"^## (\S+)", "CHANGELOG.md"), VERSION)
 
     def test_the_tools_say_it(self):
-        self.assertEqual(len(TOOLS), 2)
+        self.assertEqual(len(TOOLS), 3)
         for tool in TOOLS:
             said = subprocess.run([tool, "--version"], stdout=subprocess.PIPE, text=True, check=True)
             self.assertEqual(said.stdout, f"{pathlib.Path(tool).name} {VERSION}\n")

@@ -131,6 +131,7 @@ TEST_F(MessageFaults, M2WrongTypesOfKeptProperties)
     }
     EXPECT_TRUE(waitForLine("startRecovery", startsResync));
     EXPECT_TRUE(waitForLine("startRecovery", "Recovery: resync completed. Entering cool-down..."));
+    settle(); // what the resync has queued is written
     kit::measured(std::to_string(sent) + " messages");
     expectCanary();
     expectHealthy();

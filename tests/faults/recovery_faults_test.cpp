@@ -130,6 +130,7 @@ TEST_F(RecoveryFaults, C11EarlyWakeUpsMoveNoFallback)
     StoppableThread thread(startDelayedFallbackResync, stopFallback);
     passWithEarlyWakeUps(fallbackCondition, 180s);
     ASSERT_TRUE(log.await("Fallback resync: triggering resync request 1/2."));
+    ASSERT_EQ(awaitSleeper(fallbackCondition), 300s); // the request follows its line
     EXPECT_TRUE(takeRecoveryRequest());
     passWithEarlyWakeUps(fallbackCondition, 300s);
     ASSERT_TRUE(log.await("Fallback resync: triggering resync request 2/2."));

@@ -213,6 +213,8 @@ TEST_F(ServiceFaults, S3ErrorsInPlaceOfTheObjects)
         smbios.addFault({objectsCall, "", sim::FailWith{error}, 1});
         kovd.addFault({objectsCall, sim::names::boardRoot, sim::FailWith{error}, 1});
         startWith({.warp = 60}, {"SYSTEMD_BUS_TIMEOUT=1h"});
+        // The bus may not have noticed yet that the daemon before is gone.
+        ASSERT_TRUE(observer.waitForOwner(rig::daemonName, kit::patience, uniqueName()));
         settle();
         noteState();
 

@@ -1,33 +1,59 @@
 #include "facts.hpp"
 
-#include "sim/names.hpp"
+#include "inspect/explain.hpp"
+#include "inspect/words.hpp"
+#include "sim/sdbus.hpp"
+
+#include <utility>
 
 namespace hwinv_demo
 {
 namespace
 {
 
-namespace names = sim::names;
-
-sim::Objects managedObjects(rig::Observer& observer, const char* service, const char* path)
+sim::Associations toTuples(const AssociationList& list)
 {
-    return observer.ownerOf(service).empty() ? sim::Objects{}
-                                             : observer.managedObjects(service, path);
+    sim::Associations tuples;
+    for (const auto& [forward, reverse, endpoint] : list)
+    {
+        tuples.push_back({forward, reverse, endpoint});
+    }
+    return tuples;
 }
 
 } // namespace
 
-Facts readFacts(rig::Observer& observer)
+Facts readFacts(const std::string& address)
+{
+    return factsOf(inspect::readBus(sim::connectTo(address).get()));
+}
+
+Facts factsOf(inspect::World world)
 {
     Facts facts;
-    facts.smbios = managedObjects(observer, names::smbiosService, names::smbiosRoot);
-    facts.kovd = managedObjects(observer, names::kovdService, names::boardRoot);
-    facts.kovd.merge(managedObjects(observer, names::kovdService, names::chassisRoot));
-    if (!observer.ownerOf(names::kovdService).empty())
+    facts.machine = inspect::examine(std::move(world));
+    const inspect::World& seen = facts.machine.world;
+    facts.smbios = seen.smbios;
+    facts.kovd = seen.board;
+    facts.kovd.insert(seen.chassis.begin(), seen.chassis.end());
+    for (const auto& [path, interfaces] : facts.kovd)
     {
-        facts.associations = observer.allAssociations();
+        if (const AssociationList list = inspect::associationsOf(interfaces); !list.empty())
+        {
+            facts.associations.emplace(path, toTuples(list));
+        }
     }
     return facts;
+}
+
+std::string reasonFor(const Facts& facts, const std::string& path)
+{
+    const inspect::Entry* entry = facts.machine.find(path);
+    if (entry != nullptr && entry->actual != entry->expected)
+    {
+        return "by the rules it belongs to " + inspect::partnerText(entry->expected, "nothing");
+    }
+    return inspect::explain(facts.machine, path).reason;
 }
 
 std::string text(const sim::Objects& objects, const std::string& path, const char* interface,
@@ -39,11 +65,6 @@ std::string text(const sim::Objects& objects, const std::string& path, const cha
         return "";
     }
     return value->data.is_string() ? value->data.get<std::string>() : value->data.dump();
-}
-
-std::string leaf(const std::string& path)
-{
-    return path.substr(path.rfind('/') + 1);
 }
 
 } // namespace hwinv_demo

@@ -79,7 +79,7 @@ bool printVerdict(const hwinv_demo::Facts& facts, const hwinv_demo::Expectation&
 /** Prints what is on the bus; false when it is not what the inventory expects. */
 bool report(hwinv_demo::Scene& scene, const Show& show)
 {
-    const auto facts = hwinv_demo::readFacts(scene.observer());
+    const auto facts = hwinv_demo::readFacts(scene.address());
     const std::size_t columns = hwinv_demo::terminalColumns(STDOUT_FILENO);
     hwinv_demo::printReport(std::cout, facts, show.expected.value_or(hwinv_demo::Expectation()),
                             columns);

@@ -1,6 +1,6 @@
 #include "report.hpp"
 
-#include "guess.hpp"
+#include "inspect/words.hpp"
 #include "sim/names.hpp"
 #include "table.hpp"
 #include "unpaired.hpp"
@@ -22,8 +22,9 @@ using Paths = std::vector<std::string>;
 
 std::string describeSlot(const Facts& facts, const std::string& path)
 {
-    return leaf(path) + "  \"" + text(facts.smbios, path, names::smbiosSlot, "SlotDesignation") +
-           "\", id " + text(facts.smbios, path, names::smbiosSlot, "SlotID");
+    return inspect::leafOf(path) + "  \"" +
+           text(facts.smbios, path, names::smbiosSlot, "SlotDesignation") + "\", id " +
+           text(facts.smbios, path, names::smbiosSlot, "SlotID");
 }
 
 /** "slot2" before "slot10": paths of one kind differ in their number alone. */
@@ -58,7 +59,7 @@ void printSlots(std::ostream& out, const Facts& facts, std::size_t columns)
         std::string label = describeSlot(facts, slot);
         for (const std::string& path : objects)
         {
-            lines.push_back({label, shortPath(path), guessReason(facts, path, slot)});
+            lines.push_back({label, inspect::shortPath(path), reasonFor(facts, path)});
             label.clear(); // said once
         }
     }
@@ -70,9 +71,10 @@ void printSlots(std::ostream& out, const Facts& facts, std::size_t columns)
 std::string describeEndpoint(const Facts& facts, const std::string& endpoint)
 {
     const std::string socket = text(facts.smbios, endpoint, names::smbiosCpu, "Socket");
-    return leaf(endpoint) + (socket.empty() ? ", handle " + text(facts.smbios, endpoint,
-                                                                 names::smbiosCache, "Handle")
-                                            : ", socket " + socket);
+    return inspect::leafOf(endpoint) +
+           (socket.empty()
+                ? ", handle " + text(facts.smbios, endpoint, names::smbiosCache, "Handle")
+                : ", socket " + socket);
 }
 
 /** The processors that have a list or should have one. */
@@ -101,7 +103,7 @@ void printProcessors(std::ostream& out, const Facts& facts, const std::set<std::
     for (const std::string& path : paths)
     {
         std::string label =
-            shortPath(path) + "  " + text(facts.kovd, path, names::item, "TargetDevKey");
+            inspect::shortPath(path) + "  " + text(facts.kovd, path, names::item, "TargetDevKey");
         const auto found = facts.associations.find(path);
         if (found == facts.associations.end())
         {
@@ -118,8 +120,8 @@ void printProcessors(std::ostream& out, const Facts& facts, const std::set<std::
     printTable(out, lines, columns);
 }
 
-/** What has no partner on the bus, and the inventory's reason where it has one. */
-void printUnpaired(std::ostream& out, const char* title, Paths paths, const Reasons& reasons,
+/** What has no partner on the bus, and why not. */
+void printUnpaired(std::ostream& out, const Facts& facts, const char* title, Paths paths,
                    std::size_t columns)
 {
     if (paths.empty())
@@ -127,11 +129,10 @@ void printUnpaired(std::ostream& out, const char* title, Paths paths, const Reas
         return;
     }
     std::ranges::sort(paths, ByNumber());
-    std::vector<std::vector<std::string>> lines;
+    std::vector<std::vector<std::string>> lines{{"object", "why not"}};
     for (const std::string& path : paths)
     {
-        const auto reason = reasons.find(path);
-        lines.push_back({shortPath(path), reason == reasons.end() ? "" : reason->second});
+        lines.push_back({inspect::shortPath(path), reasonFor(facts, path)});
     }
     out << "\n" << title << "\n\n";
     printTable(out, lines, columns);
@@ -148,17 +149,11 @@ void printReport(std::ostream& out, const Facts& facts, const Expectation& expec
     {
         printProcessors(out, facts, paths, columns);
     }
-    printUnpaired(out, "Unpaired on the platform", unpairedPlatform(facts.kovd, facts.associations),
-                  expected.unpairedPlatform, columns);
-    printUnpaired(out, "Unpaired in SMBIOS", unpairedSmbios(facts.smbios, facts.associations),
-                  expected.unpairedSmbios, columns);
+    printUnpaired(out, facts, "Unpaired on the platform",
+                  unpairedPlatform(facts.kovd, facts.associations), columns);
+    printUnpaired(out, facts, "Unpaired in SMBIOS",
+                  unpairedSmbios(facts.smbios, facts.associations), columns);
     out << std::flush;
-}
-
-std::string shortPath(const std::string& path)
-{
-    const std::string shared = std::string(names::smbiosRoot) + "/system/";
-    return path.starts_with(shared) ? path.substr(shared.size()) : path;
 }
 
 std::string shortList(const sim::Associations& list)
@@ -166,7 +161,7 @@ std::string shortList(const sim::Associations& list)
     std::string line;
     for (const auto& [forward, reverse, endpoint] : list)
     {
-        line += (line.empty() ? "" : ", ") + reverse + " " + leaf(endpoint);
+        line += (line.empty() ? "" : ", ") + reverse + " " + inspect::leafOf(endpoint);
     }
     return line.empty() ? "nothing" : line;
 }

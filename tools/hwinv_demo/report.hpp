@@ -1,9 +1,9 @@
 #pragma once
 
-// The pairings as a table that a person likes to read: all of it read from the bus, only the
-// reasons for what stays unpaired come from the inventory.
+// The pairings as a table that a person likes to read: all of it read from the bus, the reasons
+// given by the daemon's engine.
 //
-// Any thread; no shared state.
+// One thread at a time: the engine is asked.
 
 #include "expectation.hpp"
 #include "facts.hpp"
@@ -15,13 +15,10 @@
 namespace hwinv_demo
 {
 
-/** Slots with the objects that belong to them, processors with their lists, and what is left. An
- *  inventory that expects nothing gives no reasons. */
+/** Slots with the objects that belong to them, processors with their lists (also those that are
+ *  expected to have one), and what is left. */
 void printReport(std::ostream& out, const Facts& facts, const Expectation& expected,
                  std::size_t columns = unlimited);
-
-/** A path without what all paths share: "board/pcie_slot_01". */
-std::string shortPath(const std::string& path);
 
 /** A list in one line: "processor/L1CacheHandle -> cache0, …"; "nothing" when it is empty. */
 std::string shortList(const sim::Associations& list);

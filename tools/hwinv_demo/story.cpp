@@ -1,5 +1,6 @@
 #include "story.hpp"
 
+#include "inspect/words.hpp"
 #include "report.hpp"
 #include "sim/error.hpp"
 #include "sim/names.hpp"
@@ -134,7 +135,7 @@ bool play(Scene& scene, const Step& step, int number, std::ostream& out)
     }
     step.happens();
     scene.settle();
-    out << "   " << shortPath(step.look) << ": "
+    out << "   " << inspect::shortPath(step.look) << ": "
         << shortList(scene.observer().associationsOf(step.look)) << "\n";
     const auto wrong = differences({expected, {}, {}, {}}, scene.observer().allAssociations());
     for (const std::string& line : wrong)

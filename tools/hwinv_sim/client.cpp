@@ -24,24 +24,19 @@ sim::Connection connect(const std::string& address)
     return address.empty() ? sim::connectToSystem() : sim::connectTo(address);
 }
 
-/** Calls a method and gives the first value of its reply, if it has one. */
-Json callMethod(const std::string& address, const char* service, const char* path,
-                const char* interface, const char* method, const char* signature, const Json& body)
+/** Asks the remote control; gives the first value of its reply, if it has one. */
+Json ask(const std::string& address, const char* method, const char* signature, const Json& body)
 {
     const sim::Connection bus = connect(address);
     sd_bus_message* raw = nullptr;
-    sim::check(sd_bus_message_new_method_call(bus.get(), &raw, service, path, interface, method),
+    sim::check(sd_bus_message_new_method_call(bus.get(), &raw, controlName, controlPath,
+                                              controlInterface, method),
                "make a request");
     const sim::Message request(raw);
     sim::appendBody(raw, signature, body);
     const sim::Message reply = sim::call(bus.get(), raw, method);
     const bool empty = sim::check(sd_bus_message_at_end(reply.get(), 1), "read a reply") > 0;
     return empty ? Json() : sim::readValue(reply.get()).data;
-}
-
-Json ask(const std::string& address, const char* method, const char* signature, const Json& body)
-{
-    return callMethod(address, controlName, controlPath, controlInterface, method, signature, body);
 }
 
 /** Runs a check of what a person typed; what it throws is said as the wrong use that it is. */
@@ -180,14 +175,6 @@ void printAssociations(const Json& interfaces)
     }
 }
 
-sim::Objects managedObjects(const std::string& address, const char* service, const char* path)
-{
-    const Json data = callMethod(address, service, path, sim::names::objectManager,
-                                 "GetManagedObjects", "", Json::array());
-    const Json document{{"type", "a{oa{sa{sv}}}"}, {"data", Json::array({data})}};
-    return sim::parseCapture(document.dump(), std::string(service) + " " + path);
-}
-
 } // namespace
 
 Client::Client(std::string address) : address_(std::move(address)) {}
@@ -296,16 +283,6 @@ void Client::listSets(const std::string& service)
         std::cout << (set[4].get<bool>() ? "accepted " : "refused  ") << set[0].get<std::string>()
                   << " " << set[2].get<std::string>() << " " << set[3]["data"].dump() << "\n";
     }
-}
-
-void Client::capture(const std::string& folder)
-{
-    using namespace sim::names;
-    sim::InventoryCapture inventory;
-    inventory.smbios = managedObjects(address_, smbiosService, smbiosRoot);
-    inventory.kovd = managedObjects(address_, kovdService, boardRoot);
-    inventory.kovd.merge(managedObjects(address_, kovdService, chassisRoot));
-    sim::writeInventory(folder, inventory);
 }
 
 } // namespace hwinv_sim

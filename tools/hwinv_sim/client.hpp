@@ -50,9 +50,6 @@ class Client
     /** Prints every Properties.Set that a service received. */
     void listSets(const std::string& service);
 
-    /** Saves what the services (simulated or real) show on the bus as an inventory folder. */
-    void capture(const std::string& folder);
-
   private:
     void addInterfaces(const std::string& service, const std::string& path,
                        const sim::Json& interfaces) const;

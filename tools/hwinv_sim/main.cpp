@@ -38,7 +38,6 @@ struct Options
     std::string type;
     std::string value;
     std::string member;
-    std::string folder;
     std::vector<std::string> interfaces;
 };
 
@@ -183,10 +182,6 @@ void addServiceCommands(CLI::App& app, std::function<int()>& chosen, Options& o)
     emit->add_option("BODY", o.value, "JSON list with a value for each type")->required();
     request(app, chosen, o, "list", "List the services, their objects and associations",
             [](Client& client) { client.list(); });
-    request(app, chosen, o, "capture", "Save what the services show as an inventory folder",
-            [&o](Client& client) { client.capture(o.folder); })
-        ->add_option("FOLDER", o.folder)
-        ->required();
 }
 
 void addFaultCommands(CLI::App& app, std::function<int()>& chosen, Options& o)

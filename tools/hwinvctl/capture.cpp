@@ -4,8 +4,8 @@
 
 #include "inspect/changes.hpp"
 #include "inspect/redact.hpp"
+#include "inspect/words.hpp"
 #include "program/program.hpp"
-#include "sim/error.hpp"
 #include "table.hpp"
 #include "verbs.hpp"
 
@@ -17,6 +17,7 @@ namespace
 {
 
 using inspect::Change;
+using inspect::counted;
 using inspect::Difference;
 
 std::string partnerText(const std::string& path)
@@ -34,11 +35,6 @@ std::string joined(const std::vector<std::string>& texts)
     return text;
 }
 
-std::string counted(std::size_t number, const std::string& noun)
-{
-    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 void print(const Difference& difference)
 {
     printText(counted(difference.changes.size(), "object") + " and " +
@@ -46,15 +42,16 @@ void print(const Difference& difference)
     std::vector<Cells> rows;
     for (const Change& change : difference.changes)
     {
-        rows.push_back({shortPath(change.path), nameOf(change.kind), joined(change.properties)});
+        rows.push_back(
+            {inspect::shortPath(change.path), nameOf(change.kind), joined(change.properties)});
     }
     const std::string objects =
         formatTable({"OBJECT", "CHANGE", "PROPERTIES"}, rows, outputColumns());
     rows.clear();
     for (const inspect::Repairing& pairing : difference.pairings)
     {
-        rows.push_back(
-            {shortPath(pairing.path), partnerText(pairing.before), partnerText(pairing.after)});
+        rows.push_back({inspect::shortPath(pairing.path), partnerText(pairing.before),
+                        partnerText(pairing.after)});
     }
     const std::string pairings = formatTable({"OBJECT", "BEFORE", "AFTER"}, rows, outputColumns());
     std::cout << (objects.empty() ? "" : "\n" + objects)
@@ -91,12 +88,10 @@ int capture(const Common& common, const CaptureOptions& options)
 {
     inspect::World world = readWorld(common);
     const std::size_t redacted = options.redact ? inspect::redact(world) : 0;
-    sim::InventoryCapture captured{world.smbios, world.board};
-    captured.kovd.merge(world.chassis);
-    sim::writeInventory(options.folder, captured);
-    std::string text = options.folder + " holds " +
-                       counted(captured.smbios.size(), "SMBIOS object") + " and " +
-                       counted(captured.kovd.size(), "platform object");
+    sim::writeReplies(options.folder, {world.smbios, world.board, world.chassis});
+    std::string text = options.folder + " holds " + counted(world.smbios.size(), "SMBIOS object") +
+                       " and " +
+                       counted(world.board.size() + world.chassis.size(), "platform object");
     if (options.redact)
     {
         text += "; " + counted(redacted, "value") + " that would identify the machine replaced";

@@ -1,6 +1,7 @@
 // The verb "check": what is wrong with one inventory, or with many captures.
 
 #include "inspect/fleet.hpp"
+#include "inspect/words.hpp"
 #include "junit.hpp"
 #include "program/program.hpp"
 #include "sim/error.hpp"
@@ -17,6 +18,7 @@ namespace hwinvctl
 namespace
 {
 
+using inspect::counted;
 using inspect::Finding;
 using inspect::Report;
 using inspect::Severity;
@@ -38,17 +40,11 @@ std::size_t unreadable(const std::vector<Report>& reports)
         std::ranges::count_if(reports, [](const Report& report) { return !report.error.empty(); }));
 }
 
-std::string counted(std::size_t number, const std::string& noun)
-{
-    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 std::string summary(const std::vector<Report>& reports)
 {
-    std::string text = reports.size() == 1 ? std::string("1 inventory")
-                                           : std::to_string(reports.size()) + " inventories";
-    text += ": " + counted(count(reports, Severity::error), "error") + ", " +
-            counted(count(reports, Severity::warning), "warning");
+    std::string text = counted(reports.size(), "inventory") + ": " +
+                       counted(count(reports, Severity::error), "error") + ", " +
+                       counted(count(reports, Severity::warning), "warning");
     if (unreadable(reports) != 0)
     {
         text += ", " + std::to_string(unreadable(reports)) + " could not be read";

@@ -1,6 +1,6 @@
 #include "junit.hpp"
 
-#include "inspect/picture.hpp"
+#include "inspect/words.hpp"
 
 namespace hwinvctl
 {

@@ -1,5 +1,6 @@
 // The verb "list": each platform object with its partner and state.
 
+#include "inspect/words.hpp"
 #include "program/program.hpp"
 #include "table.hpp"
 #include "verbs.hpp"
@@ -12,9 +13,12 @@ namespace hwinvctl
 namespace
 {
 
+using inspect::counted;
 using inspect::Entry;
 using inspect::Machine;
+using inspect::partnerText;
 using inspect::State;
+using inspect::tuplesOf;
 
 bool isWanted(const Entry& entry, const ListOptions& options)
 {
@@ -24,40 +28,22 @@ bool isWanted(const Entry& entry, const ListOptions& options)
            (options.drifted && entry.state == State::drifted);
 }
 
-std::string partnerText(const AssociationList& list)
-{
-    if (list.empty())
-    {
-        return "-";
-    }
-    const std::size_t caches = inspect::cachesIn(list);
-    return inspect::leafOf(inspect::partnerOf(list)) +
-           (caches == 0 ? "" : " +" + std::to_string(caches) + " caches");
-}
-
-std::string counted(std::size_t number, const std::string& what)
-{
-    return std::to_string(number) + " " + what;
-}
-
 std::string summary(const Machine& machine)
 {
     const auto count = [&](State state)
     { return static_cast<std::size_t>(std::ranges::count(machine.entries, state, &Entry::state)); };
-    std::string text = counted(machine.entries.size(), "platform objects: ") +
-                       counted(count(State::paired), "paired, ") +
-                       counted(count(State::unpaired), "unpaired");
+    std::string text = counted(machine.entries.size(), "platform object") + ": " +
+                       std::to_string(count(State::paired)) + " paired, " +
+                       std::to_string(count(State::unpaired)) + " unpaired";
     for (const State state : {State::stale, State::drifted})
     {
         if (count(state) != 0)
         {
-            text += ", " + counted(count(state), nameOf(state));
+            text += ", " + std::to_string(count(state)) + " " + nameOf(state);
         }
     }
-    const bool one = machine.untaken.size() == 1;
-    text += "; " +
-            counted(machine.untaken.size(), one ? "SMBIOS object is" : "SMBIOS objects are") +
-            " taken by nobody.";
+    text += "; " + counted(machine.untaken.size(), "SMBIOS object") +
+            (machine.untaken.size() == 1 ? " is" : " are") + " taken by nobody.";
     if (!machine.written)
     {
         text += " Nothing is written in this capture: this is what the daemon would write.";
@@ -82,10 +68,11 @@ void printEntries(const Machine& machine, const ListOptions& options)
         {
             continue;
         }
-        rows.push_back({shortPath(entry.path), nameOf(entry.state), partnerText(entry.actual)});
+        rows.push_back(
+            {inspect::shortPath(entry.path), nameOf(entry.state), partnerText(entry.actual, "-")});
         if (differs)
         {
-            rows.back().push_back(partnerText(entry.expected));
+            rows.back().push_back(partnerText(entry.expected, "-"));
         }
     }
     std::cout << formatTable(headings, rows, outputColumns());
@@ -96,23 +83,13 @@ void printUntaken(const Machine& machine)
     std::vector<Cells> rows;
     for (const auto& [path, kind] : machine.untaken)
     {
-        rows.push_back({shortPath(path), nameOf(kind)});
+        rows.push_back({inspect::shortPath(path), nameOf(kind)});
     }
     if (!rows.empty())
     {
         std::cout << "\nTaken by nobody:\n"
                   << formatTable({"SMBIOS OBJECT", "KIND"}, rows, outputColumns());
     }
-}
-
-sim::Json tuples(const AssociationList& list)
-{
-    sim::Json json = sim::Json::array();
-    for (const auto& [forward, reverse, endpoint] : list)
-    {
-        json.push_back({forward, reverse, endpoint});
-    }
-    return json;
 }
 
 sim::Json toJson(const Machine& machine, const ListOptions& options)
@@ -128,8 +105,8 @@ sim::Json toJson(const Machine& machine, const ListOptions& options)
             json["objects"].push_back({{"path", entry.path},
                                        {"kind", entry.kind ? nameOf(*entry.kind) : ""},
                                        {"state", nameOf(entry.state)},
-                                       {"associations", tuples(entry.actual)},
-                                       {"rules", tuples(entry.expected)}});
+                                       {"associations", tuplesOf(entry.actual)},
+                                       {"rules", tuplesOf(entry.expected)}});
         }
     }
     for (const auto& [path, kind] : machine.untaken)

@@ -4,7 +4,6 @@
 #include "table.hpp"
 
 #include <iostream>
-#include <string_view>
 #include <unistd.h>
 
 namespace hwinvctl
@@ -59,12 +58,6 @@ inspect::World readWorld(const Common& common)
 void printText(const std::string& text)
 {
     std::cout << wrapText(text, outputColumns()) << '\n';
-}
-
-std::string shortPath(const std::string& path)
-{
-    constexpr std::string_view common = "/xyz/openbmc_project/inventory/system/";
-    return path.starts_with(common) ? path.substr(common.size()) : path;
 }
 
 } // namespace hwinvctl

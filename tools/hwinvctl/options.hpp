@@ -33,7 +33,4 @@ inspect::World readWorld(const Common& common);
 /** Prints lines that fit the terminal. */
 void printText(const std::string& text);
 
-/** A path without what all paths of the inventory begin with. */
-std::string shortPath(const std::string& path);
-
 } // namespace hwinvctl

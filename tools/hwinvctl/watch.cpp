@@ -6,6 +6,7 @@
 
 #include "inspect/machine.hpp"
 #include "inspect/watcher.hpp"
+#include "inspect/words.hpp"
 #include "program/program.hpp"
 #include "sim/error.hpp"
 #include "verbs.hpp"
@@ -70,41 +71,21 @@ std::string now()
     return whole;
 }
 
-std::string partnerText(const AssociationList& list)
-{
-    if (list.empty())
-    {
-        return "nothing";
-    }
-    const std::size_t caches = inspect::cachesIn(list);
-    return inspect::leafOf(inspect::partnerOf(list)) +
-           (caches == 0 ? "" : " +" + std::to_string(caches) + " caches");
-}
-
-sim::Json tuples(const AssociationList& list)
-{
-    sim::Json json = sim::Json::array();
-    for (const auto& [forward, reverse, endpoint] : list)
-    {
-        json.push_back({forward, reverse, endpoint});
-    }
-    return json;
-}
-
 void print(const Common& common, const inspect::AssociationChange& change)
 {
     if (wantsJson(common))
     {
         const sim::Json json{{"time", now()},
                              {"path", change.path},
-                             {"before", tuples(change.before)},
-                             {"after", tuples(change.after)}};
+                             {"before", inspect::tuplesOf(change.before)},
+                             {"after", inspect::tuplesOf(change.after)}};
         std::cout << json.dump() << std::endl; // one object a line, whatever the form
         return;
     }
     std::cout << now().substr(std::string_view("2026-11-21T").size()) << ' '
-              << shortPath(change.path) << ": " << partnerText(change.before) << " -> "
-              << partnerText(change.after) << std::endl;
+              << inspect::shortPath(change.path) << ": "
+              << inspect::partnerText(change.before, "nothing") << " -> "
+              << inspect::partnerText(change.after, "nothing") << std::endl;
 }
 
 /** Works off what has come; false when the bus is gone. */

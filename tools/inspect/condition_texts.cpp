@@ -4,6 +4,7 @@
 #include "engines/cache_assoc.hpp"
 #include "engines/fqdd.hpp"
 #include "inspect/conditions.hpp"
+#include "inspect/words.hpp"
 #include "inspect/world.hpp"
 
 #include <algorithm>
@@ -33,14 +34,6 @@ std::string valueText(const PropertyMap& properties, std::string_view name)
 {
     const auto at = properties.find(name);
     return std::string(name) + " " + (at == properties.end() ? "missing" : toText(at->second));
-}
-
-/** The text property; empty when it is none. */
-std::string textOf(const PropertyMap& properties, std::string_view name)
-{
-    const auto at = properties.find(name);
-    const auto* text = at == properties.end() ? nullptr : std::get_if<std::string>(&at->second);
-    return text == nullptr ? "" : *text;
 }
 
 std::string designation(const Telling& told)
@@ -319,7 +312,44 @@ constexpr Sayer sayers[] = {
     {Condition::handleEqual, sayHandles},
 };
 
+/** "slot 3", or "slot 3 and bay 1" where the rule compares both. */
+std::string placeOf(const Telling& told)
+{
+    SlotAndBay named;
+    parseSlotAndBay(textOf(told.first, names::slotDesignation), named);
+    const auto tested = conditionsOf(told.rule, told.first, told.second);
+    const bool isBay = std::ranges::find(tested, Condition::bayEqual) != tested.end();
+    return "slot " + std::to_string(named.slot) +
+           (isBay ? " and bay " + std::to_string(named.bay) : "");
+}
+
+std::string inBrackets(const PropertyMap& properties, std::string_view name)
+{
+    return " (" + textOf(properties, name) + ")";
+}
+
 } // namespace
+
+std::string sayMatchBriefly(Rule rule, const PropertyMap& first, const PropertyMap& second)
+{
+    const Telling told{rule, true, first, second};
+    std::string handle;
+    switch (rule)
+    {
+        case Rule::slot:
+            return "both name " + placeOf(told) + inBrackets(second, names::pcieFqdd) +
+                   ", both have identifier " + toText(first.find(names::slotId)->second);
+        case Rule::device:
+            return "both name " + placeOf(told) + inBrackets(second, names::fqdd);
+        case Rule::processor:
+            return "both name socket " + textOf(first, names::socket) +
+                   inBrackets(second, names::targetDevKey);
+        case Rule::cache:
+            CompareCacheAssocProps(second, first, handle);
+            return handle + " is " + toText(first.find(names::handle)->second);
+    }
+    return "";
+}
 
 std::string say(Rule rule, Condition condition, bool holds, const PropertyMap& first,
                 const PropertyMap& second)

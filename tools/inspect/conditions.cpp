@@ -3,6 +3,7 @@
 #include "base/names.hpp"
 #include "engines/cache_assoc.hpp"
 #include "engines/match.hpp"
+#include "inspect/words.hpp"
 
 #include <algorithm>
 #include <array>
@@ -45,14 +46,6 @@ constexpr NamedCondition codes[] = {
     {Condition::handleNotZero, "handle-not-zero"},
     {Condition::handleEqual, "handle-equal"},
 };
-
-/** The text property; empty when it is none. */
-std::string textOf(const PropertyMap& properties, std::string_view name)
-{
-    const auto at = properties.find(name);
-    const auto* text = at == properties.end() ? nullptr : std::get_if<std::string>(&at->second);
-    return text == nullptr ? "" : *text;
-}
 
 using Conditions = std::vector<Condition>;
 

@@ -44,6 +44,9 @@ std::string say(Rule rule, Condition condition, bool holds, const PropertyMap& f
 /** The values that make two objects a match. */
 std::string sayMatch(Rule rule, const PropertyMap& first, const PropertyMap& second);
 
+/** The same in a few words, for a table. REQUIRES: the two match. */
+std::string sayMatchBriefly(Rule rule, const PropertyMap& first, const PropertyMap& second);
+
 /** One condition of a comparison. */
 struct Test
 {

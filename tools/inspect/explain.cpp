@@ -27,16 +27,14 @@ void explainNotStored(Context& context)
     {
         if (refusal.path == context.path)
         {
-            context.made.sentence = context.leaf() + " is not stored: " + refusal.property +
-                                    " has type " + refusal.type + ", and the daemon reads " +
-                                    refusal.wanted + ".";
+            context.say("is not stored", refusal.property + " has type " + refusal.type +
+                                             ", and the daemon reads " + refusal.wanted);
             context.note("Each attempt to read it asks for a resync, every 65 s for ever.");
             return;
         }
     }
-    context.made.sentence = context.leaf() +
-                            " takes no part: no rule reads an object at this path with these "
-                            "interfaces and properties.";
+    context.say("takes no part",
+                "no rule reads an object at this path with these interfaces and properties");
 }
 
 void (*const explainers[kindCount])(Context&) = {

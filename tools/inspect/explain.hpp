@@ -37,6 +37,7 @@ struct Explanation
 {
     std::string path;
     std::string sentence;
+    std::string reason; // in a few words, for a table beside the object and its partner
     std::vector<Search> searches;
     std::vector<std::string> notes;
 };

@@ -62,12 +62,6 @@ std::string sayOccasion(const Write& write)
 
 } // namespace
 
-std::string counted(std::size_t number, const std::string& noun)
-{
-    const std::string plural = noun.ends_with("s") ? "es" : "s";
-    return std::to_string(number) + " " + noun + (number == 1 ? "" : plural);
-}
-
 Search search(const std::string& title, const Question& question)
 {
     Search made{title, {}};
@@ -100,6 +94,15 @@ void markFirstMatch(Search& made)
     }
 }
 
+std::string sayFit(const Question& question, const std::string& otherPath)
+{
+    const PropertyMap& other = question.others.find(otherPath)->second;
+    const PropertyMap& first = question.end == End::first ? question.own : other;
+    const PropertyMap& second = question.end == End::first ? other : question.own;
+    return verdictOf(question.rule, first, second) ? sayMatchBriefly(question.rule, first, second)
+                                                   : "";
+}
+
 bool anyFits(const Search& made)
 {
     return std::ranges::any_of(made.candidates, [](const Candidate& candidate)
@@ -113,6 +116,10 @@ std::string sayNoneFits(const Search& made, const Question& question, const std:
         return "there is no " + noun;
     }
     const Candidate* near = nearest(made, question);
+    if (made.candidates.size() == 1)
+    {
+        return "the only " + noun + ", " + leafOf(near->path) + ", does not fit: " + near->text;
+    }
     return "none of " + counted(made.candidates.size(), noun) + " fits; nearest is " +
            leafOf(near->path) + ": " + near->text;
 }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "inspect/explain.hpp"
+#include "inspect/words.hpp"
 
 #include <string>
 #include <vector>
@@ -36,6 +37,10 @@ Search search(const std::string& title, const Question& question);
 /** In a search that ends at its first match, what comes after it has no say. */
 void markFirstMatch(Search& made);
 
+/** The values that make the own object and another one match, in a few words; empty when they do
+ *  not. */
+std::string sayFit(const Question& question, const std::string& otherPath);
+
 /** Whether one of the candidates fits. */
 bool anyFits(const Search& made);
 
@@ -57,6 +62,17 @@ struct Context
     const PropertyMap& own(Kind kind) const
     {
         return outcome.of(kind).find(path)->second;
+    }
+    /** Sets the sentence, and its second half as the reason. */
+    void say(const std::string& state, const std::string& why)
+    {
+        made.sentence = leaf() + " " + state + ": " + why + ".";
+        made.reason = why;
+    }
+    /** Puts the values in the place of the reason, where there are any. */
+    void reason(const std::string& values)
+    {
+        made.reason = values.empty() ? made.reason : values;
     }
     void note(const std::string& text)
     {
@@ -81,9 +97,6 @@ std::vector<std::string> takersOf(const Outcome& outcome, const std::string& smb
 
 /** The last parts of the paths; those of chassis items say so. */
 std::string joinLeaves(const std::vector<std::string>& paths);
-
-/** "1 slot", "2 slots". */
-std::string counted(std::size_t number, const std::string& noun);
 
 // The makers, one for each kind of object. REQUIRES: the engine stores the path as that kind.
 void explainPlatformSlot(Context& context);

@@ -38,12 +38,17 @@ void explainPlatformCpu(Context& context)
     Search made = search("SMBIOS processors, in the order in which they are tried", question);
     markFirstMatch(made);
     const Write* write = context.outcome.lastWrite(context.path);
-    context.made.sentence =
-        write == nullptr
-            ? context.leaf() + " is unpaired: " + sayNoneFits(made, question, "SMBIOS processor") +
-                  "."
-            : context.leaf() + " belongs to " + leafOf(partnerOf(write->list)) +
-                  withCaches(write->list) + ": socket, number and key name one socket.";
+    if (write == nullptr)
+    {
+        context.say("is unpaired", sayNoneFits(made, question, "SMBIOS processor"));
+    }
+    else
+    {
+        const std::string partner = partnerOf(write->list);
+        context.say("belongs to " + leafOf(partner) + withCaches(write->list),
+                    "socket, number and key name one socket");
+        context.reason(sayFit(question, partner));
+    }
     context.made.searches.push_back(std::move(made));
     if (write != nullptr)
     {
@@ -59,10 +64,15 @@ void explainSmbiosCpu(Context& context)
     Search made = search("Platform processors, in the order in which they are tried", question);
     markFirstMatch(made);
     const auto pair = context.outcome.pairs.find(context.path);
-    context.made.sentence = pair == context.outcome.pairs.end()
-                                ? context.leaf() + " is taken by nobody: " +
-                                      sayNoneFits(made, question, "platform processor") + "."
-                                : context.leaf() + " is paired with " + leafOf(pair->second) + ".";
+    if (pair == context.outcome.pairs.end())
+    {
+        context.say("is taken by nobody", sayNoneFits(made, question, "platform processor"));
+    }
+    else
+    {
+        context.made.sentence = context.leaf() + " is paired with " + leafOf(pair->second) + ".";
+        context.made.reason = "paired with " + leafOf(pair->second);
+    }
     context.made.searches.push_back(std::move(made));
     addCaches(context, context.path);
 }
@@ -81,16 +91,25 @@ void explainCache(Context& context)
             namers.push_back(candidate.path);
         }
     }
-    context.made.sentence =
-        namers.empty()
-            ? context.leaf() +
-                  " is taken by nobody: " + sayNoneFits(made, question, "SMBIOS processor") + "."
-            : context.leaf() + " belongs to " + joinLeaves(namers) + ", which " +
-                  (namers.size() == 1 ? "names" : "name") + " its handle.";
-    context.note(takers.empty() ? (namers.empty() ? ""
-                                                  : "No platform processor leads to it: its SMBIOS "
-                                                    "processor has no partner.")
-                                : "On the platform side " + joinLeaves(takers) + " leads to it.");
+    if (namers.empty())
+    {
+        context.say("is taken by nobody", sayNoneFits(made, question, "SMBIOS processor"));
+    }
+    else
+    {
+        context.made.sentence = context.leaf() + " belongs to " + joinLeaves(namers) + ", which " +
+                                (namers.size() == 1 ? "names" : "name") + " its handle.";
+        context.reason(sayFit(question, namers.front()));
+    }
+    if (!takers.empty())
+    {
+        context.note("On the platform side " + joinLeaves(takers) + " leads to it.");
+    }
+    else if (!namers.empty())
+    {
+        context.reason(joinLeaves(namers) + " has no partner that could lead to it");
+        context.note("No platform processor leads to it: its SMBIOS processor has no partner.");
+    }
     context.made.searches.push_back(std::move(made));
 }
 

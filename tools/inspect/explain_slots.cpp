@@ -3,6 +3,8 @@
 #include "engines/match.hpp"
 #include "inspect/explain_kit.hpp"
 
+#include <algorithm>
+
 namespace inspect
 {
 namespace
@@ -17,34 +19,46 @@ std::string parentOf(const std::string& path)
 void explainInherited(Context& context, const Write& write)
 {
     const std::string parent = parentOf(context.path);
-    context.made.sentence = context.leaf() + " belongs to " + leafOf(partnerOf(write.list)) +
-                            ": it inherits from the slot object above it, " + leafOf(parent) + ".";
+    context.say("belongs to " + leafOf(partnerOf(write.list)),
+                "it inherits from the slot object above it, " + leafOf(parent));
     Context above{context.machine, context.outcome, parent, {}};
     explainPlatformSlot(above);
     context.note("Its slot object: " + above.made.sentence);
     context.made.searches = std::move(above.made.searches);
 }
 
-std::string sayDeviceInPass(const Context& context, const Write& write)
+void sayDeviceInPass(Context& context, const Write& write, const Question& question)
 {
-    const std::string slot = leafOf(partnerOf(write.list));
+    const std::string partner = partnerOf(write.list);
+    const std::string slot = leafOf(partner);
     const std::string matched = matchedInPass(context.outcome, write.subject);
     if (!matched.empty() && context.path.find(matched) != std::string::npos)
     {
-        return context.leaf() + " belongs to " + slot + ": its path contains that of " +
-               leafOf(matched) + ", which fits " + slot + ".";
+        context.say("belongs to " + slot,
+                    "its path contains that of " + leafOf(matched) + ", which fits " + slot);
+        return;
     }
-    return context.leaf() + " belongs to " + slot + ": its own FQDD fits.";
+    context.say("belongs to " + slot, "its own FQDD fits");
+    context.reason(sayFit(question, partner));
 }
 
-std::string sayUnpairedDevice(const Context& context, const Search& made, const Question& question)
+/** Why no SMBIOS slot took the device: none fits, or the one that does was not asked. */
+std::string sayNobodyAsked(const Search& made, const Question& question)
+{
+    const auto fitting = std::ranges::find(made.candidates, Condition::none, &Candidate::failed);
+    return fitting == made.candidates.end()
+               ? sayNoneFits(made, question, "SMBIOS slot")
+               : leafOf(fitting->path) + ", which its own FQDD fits, has another partner already";
+}
+
+void sayUnpairedDevice(Context& context, const Search& made, const Question& question)
 {
     const std::string parent = parentOf(context.path);
     const bool hasParent = context.outcome.of(Kind::kovdSlot).contains(parent);
-    return context.leaf() + " is unpaired: " +
-           (hasParent ? "its slot object, " + leafOf(parent) + ", has no partner, and "
-                      : "there is no slot object above it, and ") +
-           sayNoneFits(made, question, "SMBIOS slot") + ".";
+    context.say("is unpaired",
+                (hasParent ? "its slot object, " + leafOf(parent) + ", is nobody's partner, and "
+                           : "there is no slot object above it, and ") +
+                    sayNobodyAsked(made, question));
 }
 
 /** An SMBIOS slot that found its partner before the full pass does not look for devices. */
@@ -65,6 +79,69 @@ void markNotAsking(Context& context, Search& made)
                      : "");
 }
 
+/** What was written on a slot, for its own sake or, where the object is a device too, for that. */
+void sayWrittenSlot(Context& context, const Write& write, const Question& question)
+{
+    const std::string partner = partnerOf(write.list);
+    const std::string slot = leafOf(partner);
+    const std::string fit = sayFit(question, partner);
+    if (fit.empty() && context.outcome.of(Kind::kovdDevice).contains(context.path))
+    {
+        sayDeviceInPass(
+            context, write,
+            {Rule::device, End::second, context.own(Kind::kovdDevice), question.others});
+    }
+    else
+    {
+        context.say("belongs to " + slot, write.occasion == Occasion::slotPass
+                                              ? "it is the first platform slot that fits " + slot +
+                                                    ", which had no partner yet"
+                                              : "that is the first SMBIOS slot that fits");
+        context.reason(fit);
+    }
+    noteWrites(context);
+    notePair(context, partner);
+}
+
+/** The partner of an SMBIOS slot, which may lead to another one that was written later. */
+void sayPartner(Context& context, const std::string& partner)
+{
+    const std::string leads = partnerOf(context.outcome.lists.find(partner)->second);
+    if (leads != context.path)
+    {
+        context.say("is paired with " + leafOf(partner) + ", which does not lead to it",
+                    leafOf(leads) + " fits " + leafOf(partner) + " too, and was written later");
+        return;
+    }
+    context.made.sentence = context.leaf() + " is paired with " + leafOf(partner) + ".";
+    context.made.reason = "paired with " + leafOf(partner);
+}
+
+/** What an object below the chassis path gets: that of its twin below the board path, or nothing.
+ */
+void sayTwin(Context& context, const std::string& twin, bool exists)
+{
+    const Write* write = context.outcome.lastWrite(context.path);
+    const std::string where = "below the chassis path ";
+    if (write != nullptr)
+    {
+        context.say(where + "belongs to " + leafOf(partnerOf(write->list)),
+                    "it takes the association of its twin below the board path");
+    }
+    else if (exists)
+    {
+        const bool written = context.outcome.lists.contains(twin);
+        context.say(where + "is unpaired",
+                    written ? "its twin below the board path has the association, and is not "
+                              "recorded as the partner"
+                            : "it waits for its twin below the board path, which has no partner");
+    }
+    else
+    {
+        context.say(where + "is unpaired", "there is no slot object " + twin);
+    }
+}
+
 } // namespace
 
 void explainPlatformSlot(Context& context)
@@ -73,22 +150,13 @@ void explainPlatformSlot(Context& context)
     const Question question{Rule::slot, End::second, context.own(Kind::kovdSlot), slots};
     Search made = search("SMBIOS slots, in the order in which they are tried", question);
     markFirstMatch(made);
-    const Write* write = context.outcome.lastWrite(context.path);
-    if (write == nullptr)
+    if (const Write* write = context.outcome.lastWrite(context.path))
     {
-        context.made.sentence =
-            context.leaf() + " is unpaired: " + sayNoneFits(made, question, "SMBIOS slot") + ".";
+        sayWrittenSlot(context, *write, question);
     }
     else
     {
-        const std::string partner = partnerOf(write->list);
-        const bool byPass = write->occasion == Occasion::slotPass;
-        context.made.sentence = context.leaf() + " belongs to " + leafOf(partner) +
-                                (byPass ? ": it is the first platform slot that fits " +
-                                              leafOf(partner) + ", which had no partner yet."
-                                        : ": that is the first SMBIOS slot that fits.");
-        noteWrites(context);
-        notePair(context, partner);
+        context.say("is unpaired", sayNoneFits(made, question, "SMBIOS slot"));
     }
     context.made.searches.push_back(std::move(made));
 }
@@ -105,8 +173,8 @@ void explainDevice(Context& context)
     const auto& slots = context.outcome.of(Kind::smbiosSlot);
     const Question question{Rule::device, End::second, context.own(Kind::kovdDevice), slots};
     Search made = search("SMBIOS slots, each of which looks for its devices in turn", question);
-    context.made.sentence = write == nullptr ? sayUnpairedDevice(context, made, question)
-                                             : sayDeviceInPass(context, *write);
+    write == nullptr ? sayUnpairedDevice(context, made, question)
+                     : sayDeviceInPass(context, *write, question);
     noteWrites(context);
     markNotAsking(context, made);
     context.made.searches.push_back(std::move(made));
@@ -116,26 +184,8 @@ void explainChassis(Context& context)
 {
     std::string twin;
     convertPath(context.path, twin);
-    const Write* write = context.outcome.lastWrite(context.path);
     const bool exists = context.outcome.of(Kind::kovdSlot).contains(twin);
-    if (write != nullptr)
-    {
-        context.made.sentence = context.leaf() + " below the chassis path belongs to " +
-                                leafOf(partnerOf(write->list)) +
-                                ": it takes the association of its twin below the board path.";
-    }
-    else if (exists)
-    {
-        context.made.sentence = context.leaf() +
-                                " below the chassis path is unpaired: it waits for its twin below "
-                                "the board path, which has no partner.";
-    }
-    else
-    {
-        context.made.sentence = context.leaf() +
-                                " below the chassis path is unpaired: there is no slot object " +
-                                twin + ".";
-    }
+    sayTwin(context, twin, exists);
     if (exists)
     {
         Context board{context.machine, context.outcome, twin, {}};
@@ -155,15 +205,13 @@ void explainSmbiosSlot(Context& context)
     const auto takers = takersOf(context.outcome, context.path);
     if (pair != context.outcome.pairs.end())
     {
-        context.made.sentence = context.leaf() + " is paired with " + leafOf(pair->second) + ".";
+        sayPartner(context, pair->second);
     }
     else
     {
-        context.made.sentence =
-            context.leaf() + " is " + (takers.empty() ? "taken by nobody: " : "not paired: ") +
-            (!anyFits(made) ? sayNoneFits(made, question, "platform slot")
-                            : "its first match is paired with another SMBIOS slot") +
-            ".";
+        context.say(takers.empty() ? "is taken by nobody" : "is not paired",
+                    anyFits(made) ? "its first match is paired with another SMBIOS slot"
+                                  : sayNoneFits(made, question, "platform slot"));
     }
     if (!takers.empty())
     {

@@ -16,7 +16,7 @@ namespace
 
 using Findings = std::vector<Finding>;
 
-const std::string* textOf(const PropertyMap& properties, std::string_view name)
+const std::string* findText(const PropertyMap& properties, std::string_view name)
 {
     const auto at = properties.find(name);
     return at == properties.end() ? nullptr : std::get_if<std::string>(&at->second);
@@ -115,7 +115,7 @@ void checkShort(const Machine& machine, Kind kind, std::string_view property, Fi
 {
     for (const auto& [path, properties] : machine.outcome.of(kind))
     {
-        const std::string* text = textOf(properties, property);
+        const std::string* text = findText(properties, property);
         if (text != nullptr && splitFqdd(*text).count < 3)
         {
             findings.push_back(
@@ -185,7 +185,7 @@ void checkNumbers(const Machine& machine, Findings& findings)
 {
     for (const auto& [path, properties] : machine.outcome.of(Kind::smbiosSlot))
     {
-        const std::string* text = textOf(properties, names::slotDesignation);
+        const std::string* text = findText(properties, names::slotDesignation);
         SlotAndBay read;
         if (text != nullptr && overflows([&] { parseSlotAndBay(*text, read); }))
         {
@@ -194,7 +194,7 @@ void checkNumbers(const Machine& machine, Findings& findings)
     }
     for (const auto& [path, properties] : machine.outcome.of(Kind::kovdSlot))
     {
-        const std::string* text = textOf(properties, names::pcieFqdd);
+        const std::string* text = findText(properties, names::pcieFqdd);
         DiskBay read;
         if (text != nullptr && (overflows([&] { parseDiskBayFqdd(*text, read); }) ||
                                 probeSlot(properties, "PCIe Slot 1") == Condition::slotNumberRead))
@@ -240,7 +240,7 @@ void checkKeys(const Machine& machine, Findings& findings)
             findings.push_back(
                 {"cpu-key", Severity::error, path,
                  "SlotNumber " + toText(number->second) + " and " +
-                     shown(names::targetDevKey, *textOf(properties, names::targetDevKey)) +
+                     shown(names::targetDevKey, *findText(properties, names::targetDevKey)) +
                      " name two sockets: it is never paired.",
                  "Let the key's third token be the slot number, without zeros "
                  "before it."});

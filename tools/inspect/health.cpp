@@ -1,12 +1,14 @@
 #include "inspect/health.hpp"
 
 #include "base/names.hpp"
+#include "inspect/words.hpp"
+#include "sim/client.hpp"
 #include "sim/error.hpp"
 #include "sim/names.hpp"
-#include "sim/sdbus.hpp"
 #include "sim/value_message.hpp"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <utility>
 
@@ -20,25 +22,15 @@ constexpr const char* mapperInterface = "xyz.openbmc_project.Association";
 
 using Symptoms = std::vector<Symptom>;
 
-sim::Value ask(sd_bus* bus, const std::string& service, const std::string& path,
-               const char* interface, const char* member, const std::vector<std::string>& arguments)
+sim::Value ask(sd_bus* bus, const sim::Method& method,
+               const std::vector<std::string>& arguments = {})
 {
-    sd_bus_message* raw = nullptr;
-    sim::check(
-        sd_bus_message_new_method_call(bus, &raw, service.c_str(), path.c_str(), interface, member),
-        "make a call");
-    const sim::Message request(raw);
-    for (const std::string& argument : arguments)
-    {
-        sim::check(sd_bus_message_append_basic(raw, 's', argument.c_str()), "write a call");
-    }
-    const sim::Message reply = sim::call(bus, raw, std::string(member) + " of " + service);
-    return sim::readValue(reply.get());
+    return sim::readValue(sim::call(bus, method, arguments).get());
 }
 
 void checkOwner(sd_bus* bus, std::string_view name, const std::string& what, Symptoms& symptoms)
 {
-    const std::string owner = ownerOf(bus, std::string(name));
+    const std::string owner = sim::ownerOf(bus, std::string(name));
     const std::string known = what + " " + std::string(name);
     symptoms.push_back({"name-owner", !owner.empty(),
                         owner.empty() ? known + " is not on the bus."
@@ -63,7 +55,7 @@ void checkReplies(const std::vector<Reply>& replies, Symptoms& symptoms)
 std::optional<bool> isWritable(sd_bus* bus, const std::string& path)
 {
     const std::string xml =
-        ask(bus, sim::names::kovdService, path, sim::names::introspectable, "Introspect", {})
+        ask(bus, {sim::names::kovdService, path, sim::names::introspectable, "Introspect"})
             .data.get<std::string>();
     const std::size_t at = xml.find("name=\"Associations\"");
     if (at == std::string::npos)
@@ -130,7 +122,7 @@ std::vector<std::string> endpointsAt(sd_bus* bus, const std::string& path)
 try
 {
     const sim::Value value =
-        ask(bus, mapper, path, sim::names::properties, "Get", {mapperInterface, "endpoints"});
+        ask(bus, {mapper, path, sim::names::properties, "Get"}, {mapperInterface, "endpoints"});
     return value.data.at("data").get<std::vector<std::string>>();
 }
 catch (const sim::BusError&)
@@ -144,6 +136,70 @@ bool shows(sd_bus* bus, const std::string& path, const std::string& endpoint)
     return std::ranges::find(endpoints, endpoint) != endpoints.end();
 }
 
+/** Where the mapper ought to show an endpoint. */
+struct End
+{
+    std::string path;
+    std::string endpoint;
+};
+
+/** Both ends of every association that stands on an object. */
+std::vector<std::array<End, 2>> endsOf(const Machine& machine)
+{
+    std::vector<std::array<End, 2>> ends;
+    for (const Entry& entry : machine.entries)
+    {
+        for (const auto& [forward, reverse, endpoint] : entry.actual)
+        {
+            ends.push_back({End{entry.path + "/" + forward, endpoint},
+                            End{endpoint + "/" + reverse, entry.path}});
+        }
+    }
+    return ends;
+}
+
+void checkPairsShown(sd_bus* bus, const Machine& machine, Symptoms& symptoms)
+{
+    const auto pairs = endsOf(machine);
+    std::size_t shown = 0;
+    for (const auto& pair : pairs)
+    {
+        bool both = true;
+        for (const End& end : pair)
+        {
+            if (!shows(bus, end.path, end.endpoint))
+            {
+                both = false;
+                symptoms.push_back(
+                    {"mapper", false,
+                     "The mapper does not show " + end.endpoint + " at " + end.path + "."});
+            }
+        }
+        shown += both ? 1 : 0;
+    }
+    const bool all = shown == pairs.size();
+    symptoms.push_back({"mapper", all,
+                        "The mapper shows " + (all ? "all " : std::to_string(shown) + " of ") +
+                            counted(pairs.size(), "association") + " in both directions."});
+}
+
+/** The page that shows a slot follows its `chassis` association, and takes no more than one end. */
+void checkSlotPages(sd_bus* bus, const Machine& machine, Symptoms& symptoms)
+{
+    for (const Entry& entry : machine.entries)
+    {
+        const std::string path = entry.path + "/" + std::string(names::chassisAssociation);
+        const bool isSlot = entry.kind == Kind::kovdSlot || entry.kind == Kind::kovdChassis;
+        const std::size_t number = isSlot ? endpointsAt(bus, path).size() : 0;
+        if (number > 1)
+        {
+            symptoms.push_back({"mapper-many", false,
+                                entry.path + " has " + std::to_string(number) +
+                                    " chassis endpoints: the Redfish page of the slot fails."});
+        }
+    }
+}
+
 void checkMapper(sd_bus* bus, const Machine& machine, Symptoms& symptoms)
 {
     if (!hasOwner(bus, mapper))
@@ -151,39 +207,8 @@ void checkMapper(sd_bus* bus, const Machine& machine, Symptoms& symptoms)
         symptoms.push_back({"mapper", true, "No association mapper is on the bus."});
         return;
     }
-    std::size_t shown = 0;
-    for (const Entry& entry : machine.entries)
-    {
-        for (const auto& [forward, reverse, endpoint] : entry.actual)
-        {
-            std::string missing;
-            if (!shows(bus, entry.path + "/" + forward, endpoint))
-            {
-                missing = entry.path + "/" + forward;
-            }
-            else if (!shows(bus, endpoint + "/" + reverse, entry.path))
-            {
-                missing = endpoint + "/" + reverse;
-            }
-            shown += missing.empty() ? 1 : 0;
-            if (!missing.empty())
-            {
-                symptoms.push_back(
-                    {"mapper", false, "The mapper does not show the pair at " + missing + "."});
-            }
-        }
-        const std::size_t several =
-            endpointsAt(bus, entry.path + "/" + std::string(names::chassisAssociation)).size();
-        if (several > 1)
-        {
-            symptoms.push_back({"mapper-many", false,
-                                entry.path + " has " + std::to_string(several) +
-                                    " chassis endpoints: the Redfish page of the slot fails."});
-        }
-    }
-    symptoms.push_back(
-        {"mapper", true,
-         "The mapper shows " + std::to_string(shown) + " associations in both directions."});
+    checkPairsShown(bus, machine, symptoms);
+    checkSlotPages(bus, machine, symptoms);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "base/names.hpp"
 #include "engines/fqdd.hpp"
+#include "inspect/words.hpp"
 #include "inspect/world.hpp"
 
 #include <algorithm>
@@ -26,13 +27,6 @@ const PropertyValue* find(const PropertyMap& properties, std::string_view name)
 {
     const auto at = properties.find(name);
     return at == properties.end() ? nullptr : &at->second;
-}
-
-std::string textOf(const PropertyMap& properties, std::string_view name)
-{
-    const PropertyValue* value = find(properties, name);
-    const auto* text = value == nullptr ? nullptr : std::get_if<std::string>(value);
-    return text == nullptr ? "" : *text;
 }
 
 /** Descriptors that name what the designation names. */

@@ -1,235 +1,229 @@
 #include "inspect/picture.hpp"
 
+#include "base/names.hpp"
 #include "inspect/explain.hpp"
+#include "inspect/words.hpp"
 
 #include <algorithm>
+#include <array>
+#include <set>
+#include <utility>
 
 namespace inspect
 {
 namespace
 {
 
-/** Enough of the path to tell it from others: its last part, or two for a device. */
+/** A device is called nic1 in many slots, so its slot goes with it. */
 std::string labelOf(const std::string& path, Kind kind)
 {
-    if (kind != Kind::kovdDevice)
-    {
-        return leafOf(path);
-    }
     const std::string parent = leafOf(path.substr(0, path.rfind('/')));
-    return parent == "board" ? leafOf(path) : parent + "/" + leafOf(path);
+    return kind == Kind::kovdDevice && parent != "board" ? parent + "/" + leafOf(path)
+                                                         : leafOf(path);
+}
+
+/** By which property a person knows an object of the kind; a twin only has its name. */
+constexpr std::array<std::string_view, kindCount> telling{
+    names::slotDesignation, names::socket, names::handle, names::pcieFqdd, names::fqdd, "",
+    names::targetDevKey};
+
+std::string detailOf(const Machine& machine, const std::string& path, Kind kind)
+{
+    if (kind == Kind::kovdChassis)
+    {
+        return "chassis";
+    }
+    const auto& objects = machine.outcome.of(kind);
+    const auto object = objects.find(path);
+    if (object == objects.end())
+    {
+        return "";
+    }
+    const auto property = object->second.find(telling[static_cast<std::size_t>(kind)]);
+    if (property == object->second.end())
+    {
+        return "";
+    }
+    if (const auto* text = std::get_if<std::string>(&property->second))
+    {
+        return *text;
+    }
+    return (kind == Kind::smbiosCache ? "handle " : "") + toText(property->second);
 }
 
 Node nodeOf(const Machine& machine, const std::string& path, Kind kind, const std::string& state)
 {
-    const Explanation explanation = explain(machine, path);
-    std::string sentence = explanation.sentence;
-    for (const std::string& note : explanation.notes)
-    {
-        sentence += " " + note;
-    }
-    return {path, labelOf(path, kind), nameOf(kind), state, sentence};
+    Explanation explanation = explain(machine, path);
+    const bool said = explanation.sentence.find(explanation.reason) != std::string::npos;
+    return {path,
+            labelOf(path, kind),
+            nameOf(kind),
+            detailOf(machine, path, kind),
+            state,
+            std::move(explanation.sentence),
+            said ? "" : std::move(explanation.reason),
+            std::move(explanation.notes)};
 }
+
+Node nodeOf(const Machine& machine, const Entry& entry)
+{
+    return nodeOf(machine, entry.path, entry.kind.value_or(Kind::kovdSlot), nameOf(entry.state));
+}
+
+/** "pcieslot2" before "pcieslot10": paths of one kind differ in their number alone. */
+std::pair<std::size_t, std::string> byNumber(const Node& node)
+{
+    return {node.path.size(), node.path};
+}
+
+/** Draws one machine, each object once. */
+class Painter
+{
+  public:
+    explicit Painter(const Machine& machine) : machine_(machine)
+    {
+        for (const Untaken& untaken : machine.untaken)
+        {
+            untaken_.insert(untaken.path);
+        }
+        for (const Entry& entry : machine.entries)
+        {
+            leading_[partnerOf(entry.actual)].push_back(&entry);
+        }
+    }
+
+    Picture paint()
+    {
+        Picture picture;
+        picture.source = machine_.world.source;
+        for (const auto& [path, properties] : machine_.outcome.of(Kind::smbiosSlot))
+        {
+            picture.slots.push_back(groupOf(path, Kind::smbiosSlot));
+        }
+        for (const auto& [path, properties] : machine_.outcome.of(Kind::smbiosCpu))
+        {
+            picture.processors.push_back(groupOf(path, Kind::smbiosCpu));
+            addCaches(picture.processors.back());
+        }
+        addLoose(picture);
+        for (auto* groups : {&picture.slots, &picture.processors})
+        {
+            std::ranges::sort(*groups, {}, [](const Group& group) { return byNumber(group.head); });
+        }
+        return picture;
+    }
+
+  private:
+    Node smbiosNode(const std::string& path, Kind kind) const
+    {
+        return nodeOf(machine_, path, kind, untaken_.contains(path) ? "untaken" : "taken");
+    }
+
+    Group groupOf(const std::string& path, Kind kind)
+    {
+        Group group{smbiosNode(path, kind), {}};
+        for (const Entry* entry : leading_[path])
+        {
+            group.members.push_back(nodeOf(machine_, *entry));
+        }
+        leading_.erase(path);
+        shortenDevices(group);
+        return group;
+    }
+
+    /** Beside its slot a device needs no more than its own name. */
+    static void shortenDevices(Group& group)
+    {
+        for (Node& node : group.members)
+        {
+            const std::string parent = node.path.substr(0, node.path.rfind('/'));
+            if (std::ranges::find(group.members, parent, &Node::path) != group.members.end())
+            {
+                node.label = leafOf(node.path);
+            }
+        }
+    }
+
+    void addCaches(Group& group)
+    {
+        const auto caches = machine_.outcome.caches.find(group.head.path);
+        if (caches == machine_.outcome.caches.end())
+        {
+            return;
+        }
+        for (const std::string& cache : caches->second)
+        {
+            group.members.push_back(smbiosNode(cache, Kind::smbiosCache));
+            drawn_.insert(cache);
+        }
+    }
+
+    void addLoose(Picture& picture) const
+    {
+        for (const auto& [partner, entries] : leading_)
+        {
+            for (const Entry* entry : entries)
+            {
+                picture.loose.push_back(nodeOf(machine_, *entry));
+            }
+        }
+        for (const auto& [path, properties] : machine_.outcome.of(Kind::smbiosCache))
+        {
+            if (!drawn_.contains(path))
+            {
+                picture.loose.push_back(smbiosNode(path, Kind::smbiosCache));
+            }
+        }
+    }
+
+    const Machine& machine_;
+    std::set<std::string> untaken_;
+    std::set<std::string> drawn_;
+    std::map<std::string, std::vector<const Entry*>> leading_; // by where they lead to
+};
 
 sim::Json toJson(const Node& node)
 {
-    return {{"path", node.path},
-            {"label", node.label},
-            {"kind", node.kind},
-            {"state", node.state},
-            {"sentence", node.sentence}};
+    return {{"path", node.path},     {"label", node.label}, {"kind", node.kind},
+            {"detail", node.detail}, {"state", node.state}, {"sentence", node.sentence},
+            {"reason", node.reason}, {"notes", node.notes}};
 }
 
-std::string colourOf(const Node& node)
+sim::Json toJson(const std::vector<Node>& nodes)
 {
-    if (node.state == "paired" || node.state == "taken")
+    sim::Json json = sim::Json::array();
+    for (const Node& node : nodes)
     {
-        return "#2e7d32";
+        json.push_back(toJson(node));
     }
-    return node.state == "unpaired" || node.state == "untaken" ? "#b26a00" : "#c62828";
+    return json;
 }
 
-/** A text in quotes for graphviz. */
-std::string quoted(const std::string& text)
+sim::Json toJson(const std::vector<Group>& groups)
 {
-    std::string made = "\"";
-    for (const char c : text)
+    sim::Json json = sim::Json::array();
+    for (const Group& group : groups)
     {
-        made += c == '"' || c == '\\' ? std::string{'\\', c} : std::string{c};
+        sim::Json made = toJson(group.head);
+        made["members"] = toJson(group.members);
+        json.push_back(std::move(made));
     }
-    return made + '"';
-}
-
-std::string dotNode(const Node& node)
-{
-    return "  " + quoted(node.path) + " [label=" + quoted(node.label) +
-           ", color=" + quoted(colourOf(node)) + ", tooltip=" + quoted(node.sentence) + "];\n";
-}
-
-constexpr int boxWidth = 200;
-constexpr int boxHeight = 28;
-constexpr int gap = 12;
-constexpr int perRow = 4;
-
-std::string svgBox(const Node& node, int x, int y)
-{
-    const std::string at = "x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\"";
-    return "<g><title>" + escapeMarkup(node.sentence) + "</title><rect " + at + " width=\"" +
-           std::to_string(boxWidth) + "\" height=\"" + std::to_string(boxHeight) +
-           "\" rx=\"5\" fill=\"none\" stroke=\"" + colourOf(node) + "\" stroke-width=\"2\"/>" +
-           "<text x=\"" + std::to_string(x + 8) + "\" y=\"" + std::to_string(y + 19) + "\">" +
-           escapeMarkup(node.label) + "</text></g>\n";
-}
-
-/** The members beside their head, four to a line; moves `y` below them. */
-std::string svgMembers(const std::vector<Node>& members, int left, int& y)
-{
-    std::string text;
-    for (std::size_t index = 0; index < members.size(); ++index)
-    {
-        const int column = static_cast<int>(index) % perRow;
-        y += index != 0 && column == 0 ? boxHeight + gap : 0;
-        text += svgBox(members[index], left + column * (boxWidth + gap), y);
-    }
-    return text;
-}
-
-std::string svgGroup(const Group& group, int& y)
-{
-    std::string text = svgBox(group.head, gap, y);
-    const int left = 2 * gap + boxWidth + 40;
-    if (!group.members.empty())
-    {
-        const int middle = y + boxHeight / 2;
-        text += "<path d=\"M" + std::to_string(gap + boxWidth) + " " + std::to_string(middle) +
-                "H" + std::to_string(left) + "\" stroke=\"#888\"/>\n";
-    }
-    text += svgMembers(group.members, left, y);
-    y += boxHeight + gap;
-    return text;
+    return json;
 }
 
 } // namespace
 
 Picture pictureOf(const Machine& machine)
 {
-    Picture picture;
-    picture.source = machine.world.source;
-    std::map<std::string, std::vector<const Entry*>> members;
-    for (const Entry& entry : machine.entries)
-    {
-        members[partnerOf(entry.actual)].push_back(&entry);
-    }
-    for (const Kind kind : {Kind::smbiosSlot, Kind::smbiosCpu, Kind::smbiosCache})
-    {
-        for (const auto& [path, properties] : machine.outcome.of(kind))
-        {
-            const bool taken =
-                std::ranges::find(machine.untaken, path, &Untaken::path) == machine.untaken.end();
-            Group group{nodeOf(machine, path, kind, taken ? "taken" : "untaken"), {}};
-            for (const Entry* entry : members[path])
-            {
-                group.members.push_back(nodeOf(machine, entry->path,
-                                               entry->kind.value_or(Kind::kovdSlot),
-                                               nameOf(entry->state)));
-            }
-            members.erase(path);
-            picture.groups.push_back(std::move(group));
-        }
-    }
-    for (const auto& [partner, entries] : members)
-    {
-        for (const Entry* entry : entries)
-        {
-            picture.loose.push_back(nodeOf(
-                machine, entry->path, entry->kind.value_or(Kind::kovdSlot), nameOf(entry->state)));
-        }
-    }
-    return picture;
+    return Painter(machine).paint();
 }
 
 sim::Json toJson(const Picture& picture)
 {
-    sim::Json json{
-        {"source", picture.source}, {"groups", sim::Json::array()}, {"loose", sim::Json::array()}};
-    for (const Group& group : picture.groups)
-    {
-        sim::Json made = toJson(group.head);
-        made["members"] = sim::Json::array();
-        for (const Node& member : group.members)
-        {
-            made["members"].push_back(toJson(member));
-        }
-        json["groups"].push_back(std::move(made));
-    }
-    for (const Node& node : picture.loose)
-    {
-        json["loose"].push_back(toJson(node));
-    }
-    return json;
-}
-
-std::string toDot(const Picture& picture)
-{
-    std::string text = "digraph machine {\n  rankdir=LR;\n  node [shape=box];\n";
-    for (const Group& group : picture.groups)
-    {
-        text += dotNode(group.head);
-        for (const Node& member : group.members)
-        {
-            text += dotNode(member) + "  " + quoted(member.path) + " -> " +
-                    quoted(group.head.path) + ";\n";
-        }
-    }
-    for (const Node& node : picture.loose)
-    {
-        text += dotNode(node);
-    }
-    return text + "}\n";
-}
-
-std::string toSvg(const Picture& picture)
-{
-    int y = gap;
-    std::string body;
-    for (const Group& group : picture.groups)
-    {
-        body += svgGroup(group, y);
-    }
-    const int left = 2 * gap + boxWidth + 40;
-    body += svgMembers(picture.loose, left, y);
-    const int width = left + perRow * (boxWidth + gap);
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(width) +
-           "\" height=\"" + std::to_string(y + boxHeight + gap) +
-           "\" font-family=\"sans-serif\" font-size=\"13\">\n<title>" +
-           escapeMarkup(picture.source) + "</title>\n" + body + "</svg>\n";
-}
-
-std::string escapeMarkup(const std::string& text)
-{
-    std::string escaped;
-    for (const char c : text)
-    {
-        switch (c)
-        {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            default:
-                // Control characters have no place in XML.
-                escaped += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
-        }
-    }
-    return escaped;
+    return {{"source", picture.source},
+            {"slots", toJson(picture.slots)},
+            {"processors", toJson(picture.processors)},
+            {"loose", toJson(picture.loose)}};
 }
 
 } // namespace inspect

@@ -1,93 +1,152 @@
-// The picture as one page of HTML: style and script are part of it, nothing else is loaded.
+// The picture as one page of HTML. Everything that is said is in the page; the script only shows
+// it.
 
 #include "inspect/picture.hpp"
+#include "inspect/picture_page.hpp"
+#include "inspect/words.hpp"
+
+#include <algorithm>
 
 namespace inspect
 {
 namespace
 {
 
-constexpr const char* head = R"(<!DOCTYPE html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<meta name="viewport" content="width=device-width, initial-scale=1">
-<style>
-:root { color-scheme: light dark; --good: #2e7d32; --open: #b26a00; --bad: #c62828; --line: #8886; }
-@media (prefers-color-scheme: dark) { :root { --good: #81c784; --open: #ffb74d; --bad: #ef9a9a; } }
-body { font: 15px/1.4 system-ui, sans-serif; margin: 0 auto; max-width: 70rem; padding: 1rem; }
-h1 { font-size: 1.3rem; margin: 0 0 .5rem; }
-header { position: sticky; top: 0; background: Canvas; padding: .5rem 0; }
-input { font: inherit; width: 100%; box-sizing: border-box; padding: .5rem; }
-#said { min-height: 3em; margin: .5rem 0; }
-main { display: grid; gap: .75rem; grid-template-columns: repeat(auto-fill, minmax(17rem, 1fr)); }
-section { border: 1px solid var(--line); border-radius: .5rem; padding: .6rem; }
-button { font: inherit; background: none; color: inherit; text-align: left; cursor: pointer;
-  border: 2px solid var(--good); border-radius: .4rem; padding: .25rem .5rem; margin: .15rem 0; }
-section > button:first-child { width: 100%; font-weight: bold; margin-bottom: .4rem; }
-button.unpaired, button.untaken { border-color: var(--open); border-style: dashed; }
-button.stale, button.drifted { border-color: var(--bad); border-style: dotted; }
-button.chosen { outline: 2px solid; }
-small { display: block; font-weight: normal; opacity: .8; }
-[hidden] { display: none; }
-</style>
-)";
-
-constexpr const char* script = R"(<script>
-const said = document.getElementById("said");
-const tell = button => {
-  for (const other of document.querySelectorAll(".chosen")) other.classList.remove("chosen");
-  button.classList.add("chosen");
-  said.textContent = button.dataset.sentence;
-};
-for (const button of document.querySelectorAll("button")) {
-  button.onclick = button.onmouseenter = button.onfocus = () => tell(button);
-}
-document.getElementById("search").oninput = event => {
-  const wanted = event.target.value.toLowerCase();
-  for (const section of document.querySelectorAll("section")) {
-    section.hidden = !section.textContent.toLowerCase().includes(wanted);
-  }
-};
-</script>
-)";
-
-std::string button(const Node& node)
+std::string attribute(const std::string& name, const std::string& value)
 {
-    return "<button class=\"" + escapeMarkup(node.state) + "\" data-sentence=\"" +
-           escapeMarkup(node.sentence) + "\" title=\"" + escapeMarkup(node.path) + "\">" +
-           escapeMarkup(node.label) + "<small>" + escapeMarkup(node.kind + ", " + node.state) +
-           "</small></button>\n";
+    return " " + name + "=\"" + escapeMarkup(value) + "\"";
 }
 
-std::string section(const std::string& first, const std::vector<Node>& members)
+/** What a state is called on the page. */
+std::string wordsFor(const std::string& state)
 {
-    std::string text = "<section>" + first;
-    for (const Node& member : members)
+    return state == "untaken" ? "taken by nobody" : state;
+}
+
+/** All that the search field looks into, in lower case. */
+std::string searchable(const Node& node)
+{
+    std::string text = node.label + " " + node.detail + " " + node.kind + " " +
+                       wordsFor(node.state) + " " + node.path + " " + node.sentence + " " +
+                       node.reason;
+    std::ranges::transform(text, text.begin(),
+                           [](char c)
+                           { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
+
+std::string nodeMarkup(const Node& node)
+{
+    const std::string detail =
+        node.detail.empty() ? ""
+                            : "<span class=\"detail\">" + escapeMarkup(node.detail) + "</span>";
+    return "<button type=\"button\"" + attribute("class", "node " + node.state) +
+           attribute("title", node.sentence) + attribute("data-label", node.label) +
+           attribute("data-kind", node.kind + ", " + wordsFor(node.state)) +
+           attribute("data-state", node.state) + attribute("data-path", node.path) +
+           attribute("data-sentence", node.sentence) + attribute("data-reason", node.reason) +
+           attribute(
+               "data-notes",
+               sim::Json(node.notes).dump(-1, ' ', false, sim::Json::error_handler_t::replace)) +
+           attribute("data-text", searchable(node)) + "><i></i><span class=\"label\">" +
+           escapeMarkup(node.label) + "</span>" + detail + "</button>\n";
+}
+
+std::string nodesMarkup(const std::vector<Node>& nodes)
+{
+    std::string text;
+    for (const Node& node : nodes)
     {
-        text += button(member);
+        text += nodeMarkup(node);
     }
-    return text + "</section>\n";
+    return text;
 }
+
+std::string sectionMarkup(const std::string& heading, std::size_t number, const std::string& body)
+{
+    return number == 0 ? ""
+                       : "<section><h2>" + heading + " <small>" + std::to_string(number) +
+                             "</small></h2>\n" + body + "</section>\n";
+}
+
+std::string groupsMarkup(const std::string& heading, const std::vector<Group>& groups)
+{
+    std::string cards = "<div class=\"cards\">\n";
+    for (const Group& group : groups)
+    {
+        const std::string members =
+            group.members.empty()
+                ? ""
+                : "<div class=\"members\">\n" + nodesMarkup(group.members) + "</div>";
+        cards += "<article class=\"card\">\n" + nodeMarkup(group.head) + members + "</article>\n";
+    }
+    return sectionMarkup(heading, groups.size(), cards + "</div>\n");
+}
+
+std::size_t countOf(const Picture& picture, const std::string& state)
+{
+    std::size_t count =
+        static_cast<std::size_t>(std::ranges::count(picture.loose, state, &Node::state));
+    for (const auto* groups : {&picture.slots, &picture.processors})
+    {
+        for (const Group& group : *groups)
+        {
+            count += group.head.state == state ? 1 : 0;
+            count +=
+                static_cast<std::size_t>(std::ranges::count(group.members, state, &Node::state));
+        }
+    }
+    return count;
+}
+
+/** A button for each state that occurs; "taken" goes without saying. */
+std::string filtersMarkup(const Picture& picture)
+{
+    std::string text;
+    for (const std::string state : {"paired", "unpaired", "stale", "drifted", "untaken"})
+    {
+        if (const std::size_t count = countOf(picture, state); count != 0)
+        {
+            text += "<button type=\"button\" aria-pressed=\"false\"" +
+                    attribute("class", "filter " + state) + attribute("data-state", state) +
+                    "><i></i>" + wordsFor(state) + " <b>" + std::to_string(count) +
+                    "</b></button>\n";
+        }
+    }
+    return text;
+}
+
+std::string headerMarkup(const Picture& picture)
+{
+    return "<title>" + escapeMarkup(picture.source) +
+           "</title>\n</head>\n<body>\n<header>\n<div class=\"title\"><h1>" +
+           escapeMarkup(picture.source) +
+           "</h1><p id=\"hits\" role=\"status\"></p></div>\n<div class=\"tools\">\n"
+           "<input id=\"search\" type=\"search\" placeholder=\"Search names, descriptors, "
+           "reasons\" "
+           "aria-label=\"Search\">\n" +
+           filtersMarkup(picture) + "</div>\n</header>\n";
+}
+
+constexpr const char* panelMarkup =
+    "<aside id=\"panel\" class=\"empty\" aria-live=\"polite\">\n"
+    "<button type=\"button\" id=\"close\" aria-label=\"Close\" hidden>\u00d7</button>\n"
+    "<h2 id=\"what\">Why?</h2>\n<p id=\"kind\" class=\"dim\"></p>\n"
+    "<p id=\"said\">Point at an object or choose it: it says why it belongs where it does.</p>\n"
+    "<p id=\"reason\"></p>\n<div id=\"notes\"></div>\n<p class=\"dim\"><code "
+    "id=\"path\"></code></p>\n</aside>\n";
 
 } // namespace
 
 std::string toHtml(const Picture& picture)
 {
-    std::string text = std::string(head) + "<title>" + escapeMarkup(picture.source) +
-                       "</title>\n</head>\n<body>\n<header><h1>" + escapeMarkup(picture.source) +
-                       "</h1>\n<input id=\"search\" type=\"search\" placeholder=\"Search\" "
-                       "aria-label=\"Search\">\n<p id=\"said\" role=\"status\">Choose an object: "
-                       "it says why it belongs where it does.</p></header>\n<main>\n";
-    for (const Group& group : picture.groups)
-    {
-        text += section(button(group.head), group.members);
-    }
-    for (const Node& node : picture.loose)
-    {
-        text += section(button(node), {});
-    }
-    return text + "</main>\n" + script + "</body>\n</html>\n";
+    return pageHead + headerMarkup(picture) + "<div class=\"page\">\n<main>\n" +
+           groupsMarkup("PCIe slots and drive bays", picture.slots) +
+           groupsMarkup("Processors and caches", picture.processors) +
+           sectionMarkup("Without a partner", picture.loose.size(),
+                         "<div class=\"cards loose\">\n" + nodesMarkup(picture.loose) +
+                             "</div>\n") +
+           "</main>\n" + panelMarkup + "</div>\n" + pageScript + "</body>\n</html>\n";
 }
 
 } // namespace inspect

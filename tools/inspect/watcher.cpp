@@ -1,11 +1,11 @@
 #include "inspect/watcher.hpp"
 
 #include "base/names.hpp"
-#include "sim/capture.hpp"
 #include "sim/error.hpp"
 #include "sim/names.hpp"
 #include "sim/value_message.hpp"
 
+#include <optional>
 #include <utility>
 
 namespace inspect
@@ -13,21 +13,17 @@ namespace inspect
 namespace
 {
 
-/** The list in a dictionary of properties as a message has it; null when there is none. */
-const sim::Json* listIn(const sim::Json& properties)
+/** The list in a dictionary of properties as a message has it; nothing when it is not there. */
+std::optional<AssociationList> listIn(const sim::Json& properties)
 {
-    const auto at = properties.find(sim::names::associations);
-    return at != properties.end() && at->at("type") == "a(sss)" ? &at->at("data") : nullptr;
-}
-
-AssociationList toList(const sim::Json& data)
-{
-    AssociationList list;
-    for (const sim::Json& tuple : data)
+    using namespace sim::names;
+    const auto at = properties.find(associations);
+    if (at == properties.end() || at->at("type") != "a(sss)")
     {
-        list.emplace_back(tuple.at(0), tuple.at(1), tuple.at(2));
+        return std::nullopt;
     }
-    return list;
+    const sim::Value value{"a(sss)", at->at("data")};
+    return associationsOf({{associationDefinitions, {{associations, value}}}});
 }
 
 bool isPlatformPath(const std::string& path)
@@ -88,9 +84,10 @@ void AssociationWatcher::take(sd_bus_message* message)
     const sim::Value second = sim::readValue(message);
     if (member == "PropertiesChanged")
     {
-        if (first.data == sim::names::associationDefinitions && listIn(second.data) != nullptr)
+        const bool ours = first.data == sim::names::associationDefinitions;
+        if (auto list = ours ? listIn(second.data) : std::nullopt)
         {
-            set(sd_bus_message_get_path(message), toList(*listIn(second.data)));
+            set(sd_bus_message_get_path(message), std::move(*list));
         }
         return;
     }
@@ -98,9 +95,9 @@ void AssociationWatcher::take(sd_bus_message* message)
     if (member == "InterfacesAdded")
     {
         const auto added = second.data.find(sim::names::associationDefinitions);
-        if (added != second.data.end() && listIn(*added) != nullptr)
+        if (auto list = added != second.data.end() ? listIn(*added) : std::nullopt)
         {
-            set(path, toList(*listIn(*added)));
+            set(path, std::move(*list));
         }
         return;
     }

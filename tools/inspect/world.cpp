@@ -2,11 +2,9 @@
 
 #include "base/names.hpp"
 #include "sim/capture.hpp"
+#include "sim/client.hpp"
 #include "sim/names.hpp"
-#include "sim/sdbus.hpp"
-#include "sim/value_message.hpp"
 
-#include <cerrno>
 #include <utility>
 
 namespace inspect
@@ -14,30 +12,13 @@ namespace inspect
 namespace
 {
 
-sim::Message newCall(sd_bus* bus, const std::string& service, const std::string& path,
-                     const char* interface, const char* member)
-{
-    sd_bus_message* raw = nullptr;
-    sim::check(
-        sd_bus_message_new_method_call(bus, &raw, service.c_str(), path.c_str(), interface, member),
-        "make a call");
-    return sim::Message(raw);
-}
-
-sim::Objects managedObjects(sd_bus* bus, const std::string& service, const std::string& path,
-                            std::vector<Reply>* replies)
+sim::Objects askFor(sd_bus* bus, const std::string& service, const std::string& path,
+                    std::vector<Reply>* replies)
 {
     using Clock = std::chrono::steady_clock;
-    const sim::Message request =
-        newCall(bus, service, path, sim::names::objectManager, "GetManagedObjects");
     const auto start = Clock::now();
-    const sim::Message reply =
-        sim::call(bus, request.get(), "GetManagedObjects of " + service + " at " + path);
+    sim::Objects objects = sim::managedObjects(bus, service, path);
     const auto time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
-
-    const sim::Value value = sim::readValue(reply.get());
-    const sim::Json capture{{"type", value.type}, {"data", sim::Json::array({value.data})}};
-    sim::Objects objects = sim::parseCapture(capture.dump(), service);
     if (replies != nullptr)
     {
         replies->push_back({service, path, objects.size(), time});
@@ -140,39 +121,19 @@ World readBus(sd_bus* bus, std::vector<Reply>* replies)
     }
     if (hasSmbios)
     {
-        world.smbios = managedObjects(bus, smbios, std::string(names::inventoryPath), replies);
+        world.smbios = askFor(bus, smbios, std::string(names::inventoryPath), replies);
     }
     if (hasKovd)
     {
-        world.board = managedObjects(bus, kovd, std::string(names::kovdBoardPath), replies);
-        world.chassis = managedObjects(bus, kovd, std::string(names::kovdChassisPath), replies);
+        world.board = askFor(bus, kovd, std::string(names::kovdBoardPath), replies);
+        world.chassis = askFor(bus, kovd, std::string(names::kovdChassisPath), replies);
     }
     return world;
 }
 
 bool hasOwner(sd_bus* bus, const std::string& name)
 {
-    return !ownerOf(bus, name).empty();
-}
-
-std::string ownerOf(sd_bus* bus, const std::string& name)
-{
-    const sim::Message request = newCall(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                         "org.freedesktop.DBus", "GetNameOwner");
-    sim::check(sd_bus_message_append_basic(request.get(), 's', name.c_str()), "write a call");
-    try
-    {
-        const sim::Message reply = sim::call(bus, request.get(), "ask for the owner of " + name);
-        return sim::readValue(reply.get()).data.get<std::string>();
-    }
-    catch (const sim::BusError& error)
-    {
-        if (error.code() == ENXIO) // what NameHasNoOwner becomes
-        {
-            return "";
-        }
-        throw;
-    }
+    return !sim::ownerOf(bus, name).empty();
 }
 
 PropertyValue toPropertyValue(const sim::Value& value)

@@ -56,9 +56,6 @@ World readBus(sd_bus* bus, std::vector<Reply>* replies = nullptr);
 /** Whether somebody owns the name; throws sim::BusError. */
 bool hasOwner(sd_bus* bus, const std::string& name);
 
-/** The unique name of a name's owner; empty when it has none. */
-std::string ownerOf(sd_bus* bus, const std::string& name);
-
 /** The value as the daemon gets it: a type that it does not know becomes its first alternative. */
 PropertyValue toPropertyValue(const sim::Value& value);
 

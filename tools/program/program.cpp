@@ -13,12 +13,14 @@ namespace program
 namespace
 {
 
-/** The library only says that a command is missing, also when one was misspelt. */
+/** The library only says that a command is missing or an argument too many, also when a command was
+ *  misspelt. */
 std::string complaint(const CLI::App& app, const CLI::ParseError& error)
 {
     const auto left = app.remaining();
-    const bool lacksCommand = app.get_require_subcommand_min() > 0 && app.get_subcommands().empty();
-    if (!lacksCommand)
+    const bool hasCommands = !app.get_subcommands({}).empty();
+    const bool needsOne = app.get_require_subcommand_min() > 0 || !left.empty();
+    if (!hasCommands || !needsOne || !app.get_subcommands().empty())
     {
         return error.what();
     }

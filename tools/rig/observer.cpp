@@ -1,11 +1,10 @@
 #include "rig/observer.hpp"
 
-#include "sim/capture.hpp"
+#include "sim/client.hpp"
 #include "sim/names.hpp"
 #include "sim/value_message.hpp"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace rig
 {
@@ -15,7 +14,6 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* busName = "org.freedesktop.DBus";
-constexpr const char* busPath = "/org/freedesktop/DBus";
 constexpr std::uint64_t callLimit = 30'000'000; // microseconds
 
 std::uint64_t microsecondsUntil(Clock::time_point deadline)
@@ -35,37 +33,9 @@ Observer::Observer(const std::string& address) : bus_(sim::connectTo(address))
                "watch the names");
 }
 
-sim::Message Observer::call(const std::string& service, const std::string& path,
-                            const std::string& interface, const std::string& member,
-                            const std::vector<std::string>& arguments)
-{
-    sd_bus_message* raw = nullptr;
-    sim::check(sd_bus_message_new_method_call(bus_.get(), &raw, service.c_str(), path.c_str(),
-                                              interface.c_str(), member.c_str()),
-               "make a call");
-    const sim::Message request(raw);
-    for (const std::string& argument : arguments)
-    {
-        sim::check(sd_bus_message_append_basic(raw, 's', argument.c_str()), "write a call");
-    }
-    return sim::call(bus_.get(), raw, member + " of " + service);
-}
-
 std::string Observer::ownerOf(const std::string& name)
 {
-    try
-    {
-        const sim::Message owner = call(busName, busPath, busName, "GetNameOwner", {name});
-        return sim::readValue(owner.get()).data.get<std::string>();
-    }
-    catch (const sim::BusError& error)
-    {
-        if (error.code() == ENXIO) // the bus has no owner for it
-        {
-            return "";
-        }
-        throw;
-    }
+    return sim::ownerOf(bus_.get(), name);
 }
 
 bool Observer::waitForOwner(const std::string& name, std::chrono::milliseconds limit,
@@ -92,21 +62,19 @@ bool Observer::waitForOwner(const std::string& name, std::chrono::milliseconds l
 
 void Observer::ping(const std::string& name)
 {
-    call(name, "/", sim::names::peer, "Ping");
+    sim::call(bus_.get(), {name, "/", sim::names::peer, "Ping"});
 }
 
 sim::Objects Observer::managedObjects(const std::string& service, const std::string& path)
 {
-    const sim::Message reply = call(service, path, sim::names::objectManager, "GetManagedObjects");
-    const sim::Value value = sim::readValue(reply.get());
-    const sim::Json capture{{"type", value.type}, {"data", sim::Json::array({value.data})}};
-    return sim::parseCapture(capture.dump(), service);
+    return sim::managedObjects(bus_.get(), service, path);
 }
 
 sim::Associations Observer::associationsOf(const std::string& path)
 {
-    const sim::Message reply = call(sim::names::kovdService, path, sim::names::properties, "Get",
-                                    {sim::names::associationDefinitions, sim::names::associations});
+    const sim::Message reply =
+        sim::call(bus_.get(), {sim::names::kovdService, path, sim::names::properties, "Get"},
+                  {sim::names::associationDefinitions, sim::names::associations});
     return sim::toAssociations(sim::readVariant(reply.get()));
 }
 

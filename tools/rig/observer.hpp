@@ -41,10 +41,6 @@ class Observer
     std::map<std::string, sim::Associations> allAssociations();
 
   private:
-    sim::Message call(const std::string& service, const std::string& path,
-                      const std::string& interface, const std::string& member,
-                      const std::vector<std::string>& arguments = {});
-
     sim::Connection bus_;
 };
 

@@ -44,7 +44,18 @@ std::string formatCapture(const Objects& objects, const std::string& root = "/")
 /** The same for people: one property a line. */
 std::string formatCaptureForPeople(const Objects& objects, const std::string& root = "/");
 
-/** Saves both services' objects as an inventory folder, made when missing; throws Error. */
+/** The three answers, as they came. */
+struct Replies
+{
+    Objects smbios;
+    Objects board;
+    Objects chassis;
+};
+
+/** Saves the answers as an inventory folder, made when missing; throws Error. */
+void writeReplies(const std::filesystem::path& folder, const Replies& replies);
+
+/** The same for both services' objects, each in the answers that would list it. */
 void writeInventory(const std::filesystem::path& folder, const InventoryCapture& inventory);
 
 } // namespace sim

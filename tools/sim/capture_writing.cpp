@@ -118,7 +118,7 @@ std::string formatCaptureForPeople(const Objects& objects, const std::string& ro
     return write(objectsBelow(objects, root), forPeople);
 }
 
-void writeInventory(const std::filesystem::path& folder, const InventoryCapture& inventory)
+void writeReplies(const std::filesystem::path& folder, const Replies& replies)
 {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
@@ -126,11 +126,16 @@ void writeInventory(const std::filesystem::path& folder, const InventoryCapture&
     {
         throw Error(folder.string() + ": " + error.message());
     }
-    writeFile(folder / names::smbiosFile,
-              formatCaptureForPeople(inventory.smbios, names::smbiosRoot));
-    writeFile(folder / names::boardFile, formatCaptureForPeople(inventory.kovd, names::boardRoot));
-    writeFile(folder / names::chassisFile,
-              formatCaptureForPeople(inventory.kovd, names::chassisRoot));
+    writeFile(folder / names::smbiosFile, write(replies.smbios, forPeople));
+    writeFile(folder / names::boardFile, write(replies.board, forPeople));
+    writeFile(folder / names::chassisFile, write(replies.chassis, forPeople));
+}
+
+void writeInventory(const std::filesystem::path& folder, const InventoryCapture& inventory)
+{
+    writeReplies(folder, {objectsBelow(inventory.smbios, names::smbiosRoot),
+                          objectsBelow(inventory.kovd, names::boardRoot),
+                          objectsBelow(inventory.kovd, names::chassisRoot)});
 }
 
 } // namespace sim

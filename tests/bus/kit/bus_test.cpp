@@ -1,5 +1,6 @@
 #include "kit/bus_test.hpp"
 
+#include "doubles/seen_lines.hpp"
 #include "rig/settle.hpp"
 
 #include <cstdlib>
@@ -172,6 +173,7 @@ void BusTest::TearDown()
     {
         EXPECT_NE(line.level, 0) << "no line of the log: " << line;
         EXPECT_NE(line.file, "dlog") << "the log lost lines: " << line;
+        sawLine(line.text);
     }
 }
 

@@ -1,6 +1,10 @@
-// Each refusal is confirmed: the property that it names is changed, and the pair is there.
+// Each refusal is confirmed, of the rule and of a whole machine with the two objects: the property
+// that it names is changed, and the pair is there.
 
+#include "base/names.hpp"
 #include "inspect/conditions.hpp"
+#include "inspect/explain.hpp"
+#include "worlds.hpp"
 
 #include <gtest/gtest.h>
 
@@ -197,6 +201,84 @@ TEST_P(EachRefusal, isGoneWhenJustThatPropertyIsChanged)
     {
         EXPECT_TRUE(test.holds) << test.text;
     }
+}
+
+/** Where the two objects of a rule stand, and with which interface. */
+struct Place
+{
+    std::string path;
+    std::string_view interface;
+};
+
+struct Places
+{
+    Place first;
+    Place second;
+};
+
+Places placesOf(Rule rule)
+{
+    const Place slot{sim::smbiosSlotPath(1), names::smbiosSlotInterface};
+    const Place cpu{sim::smbiosCpuPath(1), names::smbiosCpuInterface};
+    switch (rule)
+    {
+        case Rule::slot:
+            return {slot, {sim::kovdSlotPath(1), names::kovdSlotInterface}};
+        case Rule::device:
+            return {slot, {sim::kovdDevicePath(1, 1), names::kovdDeviceInterface}};
+        case Rule::processor:
+            return {cpu, {sim::kovdCpuPath(1), names::kovdItemInterface}};
+        case Rule::cache:
+            return {{sim::smbiosCachePath(1, 1), names::smbiosCacheInterface}, cpu};
+    }
+    return {};
+}
+
+inspect::Machine machineWith(Rule rule, const PropertyMap& first, const PropertyMap& second)
+{
+    const Places places = placesOf(rule);
+    inspect::World world;
+    auto& others = rule == Rule::cache ? world.smbios : world.board;
+    world.smbios[places.first.path][std::string(places.first.interface)] =
+        worlds::toProperties(first);
+    others[places.second.path][std::string(places.second.interface)] = worlds::toProperties(second);
+    return inspect::examine(world);
+}
+
+/** Whether the daemon would make the two a pair. */
+bool arePaired(const inspect::Machine& machine, Rule rule)
+{
+    const Places places = placesOf(rule);
+    if (rule == Rule::cache)
+    {
+        const auto caches = machine.outcome.caches.find(places.second.path);
+        return caches != machine.outcome.caches.end() &&
+               caches->second == std::vector<std::string>{places.first.path};
+    }
+    const auto list = machine.outcome.lists.find(places.second.path);
+    return list != machine.outcome.lists.end() &&
+           inspect::partnerOf(list->second) == places.first.path;
+}
+
+TEST_P(EachRefusal, isWhatExplainStatesOfAMachineWithTheTwo)
+{
+    const Refused& refused = GetParam();
+    const auto machine = machineWith(refused.rule, refused.first, refused.second);
+    ASSERT_FALSE(arePaired(machine, refused.rule));
+    const auto made = inspect::explain(machine, placesOf(refused.rule).second.path);
+    ASSERT_FALSE(made.searches.empty());
+    ASSERT_EQ(made.searches.back().candidates.size(), 1U);
+    EXPECT_EQ(made.searches.back().candidates[0].failed, refused.failed);
+    EXPECT_EQ(made.searches.back().candidates[0].text, refused.text);
+}
+
+TEST_P(EachRefusal, isGoneOfAMachineWhenJustThatPropertyIsChanged)
+{
+    const Refused& refused = GetParam();
+    PropertyMap first = refused.first;
+    PropertyMap second = refused.second;
+    (refused.inFirst ? first : second)[refused.property] = refused.value;
+    EXPECT_TRUE(arePaired(machineWith(refused.rule, first, second), refused.rule));
 }
 
 INSTANTIATE_TEST_SUITE_P(conditions, EachRefusal, testing::ValuesIn(refusals),

@@ -1,13 +1,8 @@
 #include "base/names.hpp"
 #include "inspect/findings.hpp"
-#include "inspect/fleet.hpp"
-#include "inspect/near_miss.hpp"
-#include "sim/error.hpp"
-#include "sim/samples.hpp"
+#include "worlds.hpp"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace
 {
@@ -15,25 +10,7 @@ namespace
 using inspect::Finding;
 using inspect::World;
 
-const std::filesystem::path inventories = INVENTORY_FOLDER;
-
-World worldOf(const sim::InventoryCapture& made)
-{
-    World world;
-    world.smbios = made.smbios;
-    for (const auto& [path, interfaces] : made.kovd)
-    {
-        (path.starts_with(names::kovdBoardPath) ? world.board : world.chassis)
-            .emplace(path, interfaces);
-    }
-    return world;
-}
-
-sim::Value& property(sim::Objects& objects, const std::string& path, std::string_view interface,
-                     const char* name)
-{
-    return objects[path][std::string(interface)][name];
-}
+using namespace worlds;
 
 std::vector<std::string> codesOf(const World& world)
 {
@@ -65,38 +42,6 @@ TEST(check, namesTheOnePropertyThatKeepsTwoApart)
     EXPECT_EQ(findings[0].path, sim::kovdSlotPath(2));
     EXPECT_NE(findings[0].sentence.find("SlotID 2, PCIeLocatorInstanceNum 40: differ"),
               std::string::npos);
-}
-
-TEST(nearMisses, nameAChangeThatMakesThePair)
-{
-    World world = inspect::readFolder(inventories / "awkward");
-    const auto misses = inspect::nearMisses(inspect::runEngine(world));
-    EXPECT_GE(misses.size(), 8U);
-    for (const inspect::NearMiss& miss : misses)
-    {
-        World changed = world;
-        for (sim::Objects* objects : {&changed.smbios, &changed.board})
-        {
-            const auto object = objects->find(miss.changedPath);
-            if (object == objects->end())
-            {
-                continue;
-            }
-            for (auto& [interface, properties] : object->second)
-            {
-                const bool text = miss.value.front() == '"';
-                const auto number = text ? 0 : std::stoi(miss.value);
-                properties[miss.property] =
-                    text ? sim::Value::string(miss.value.substr(1, miss.value.size() - 2))
-                    : miss.property == "PCIeLocatorType"
-                        ? sim::Value::byte(static_cast<std::uint8_t>(number))
-                        : sim::Value::uint16(static_cast<std::uint16_t>(number));
-            }
-        }
-        const auto lists = inspect::runEngine(changed).lists;
-        ASSERT_TRUE(lists.contains(miss.platformPath)) << miss.platformPath;
-        EXPECT_EQ(inspect::partnerOf(lists.at(miss.platformPath)), miss.smbiosPath);
-    }
 }
 
 TEST(check, findsAKeptPropertyOfAnotherType)
@@ -160,33 +105,6 @@ TEST(check, findsProcessorsWhoseKeyAndNumberDisagree)
         sim::Value::string("Kov.Socket.01");
     const std::string cpu = inspect::leafOf(sim::kovdCpuPath(1));
     EXPECT_EQ(codesOf(world), (Codes{"near-miss " + cpu, "cpu-key " + cpu}));
-}
-
-TEST(checkCaptures, reportsEachInItsOrderAndWhatCannotBeRead)
-{
-    const std::vector<std::string> folders{(inventories / "awkward").string(), "/nowhere",
-                                           (inventories / "two-socket-2u").string()};
-    std::size_t calls = 0;
-    const auto count = [&](std::size_t done, std::size_t all)
-    {
-        EXPECT_EQ(done, ++calls);
-        EXPECT_EQ(all, 3U);
-    };
-    const auto reports = inspect::checkCaptures(folders, count);
-    ASSERT_EQ(reports.size(), 3U);
-    EXPECT_EQ(calls, 3U);
-    EXPECT_FALSE(reports[0].findings.empty());
-    EXPECT_NE(reports[1].error.find("No such file"), std::string::npos);
-    EXPECT_TRUE(reports[2].findings.empty());
-    EXPECT_TRUE(reports[2].error.empty());
-}
-
-TEST(findCaptures, looksIntoFolders)
-{
-    const auto found = inspect::findCaptures({inventories, inventories / "awkward"});
-    EXPECT_GE(found.size(), 4U);
-    EXPECT_EQ(found.back(), (inventories / "awkward").string());
-    EXPECT_THROW(inspect::findCaptures({"/nowhere"}), sim::Error);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
  * descriptor does to it happens in children.
  */
 #include "child.hpp"
+#include "doubles/seen_lines.hpp"
 #include "infrautils/oneway_channel.hpp"
 #include "kernel_double.hpp"
 #include "memory_double.hpp"
@@ -124,7 +125,9 @@ class LogCapture
     std::vector<std::string> lines()
     {
         restore();
-        return linesOf(readAll(pipe_.read.get()));
+        const std::vector<std::string> lines = linesOf(readAll(pipe_.read.get()));
+        std::for_each(lines.begin(), lines.end(), sawLine);
+        return lines;
     }
 
   private:

@@ -301,15 +301,6 @@ TEST_F(HwinvSim, ListsWhatIsAssociated)
               "accepted " + slot1 + R"( Associations [["chassis","pcieslot","/slot"]])" + "\n");
 }
 
-TEST_F(HwinvSim, SavesWhatItServes)
-{
-    serve();
-    output({"capture", folder / "saved"});
-    const auto saved = sim::readInventory(folder / "saved");
-    EXPECT_EQ(saved.smbios, sim::makeInventory(2, 1).smbios);
-    EXPECT_EQ(saved.kovd.size(), 7U);
-}
-
 TEST_F(HwinvSim, RefusesAMalformedCaptureWithFilePlaceAndReason)
 {
     const fs::path file = folder / "small" / boardFile;

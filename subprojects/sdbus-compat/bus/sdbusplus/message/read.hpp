@@ -20,7 +20,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -66,7 +65,7 @@ inline void read_text(sd_bus_message* m, char type, std::string& value)
 {
     const char* text = nullptr;
     internal::check(sd_bus_message_read_basic(m, type, &text), "sd_bus_message_read_basic string");
-    value = text;
+    value = std::string(text);
 }
 
 template <>
@@ -160,20 +159,13 @@ struct reader<std::map<Key, Value, Less>>
     static void read_entry(sd_bus_message* m, std::map<Key, Value, Less>& items)
     {
         constexpr auto contents = types::signature_of_all<Key, Value>;
+        Key key{};
+        Value value{};
         internal::check(sd_bus_message_enter_container(m, 'e', contents.c_str()),
                         "sd_bus_message_enter_container pair");
-        Key key{};
-        reader<Key>::read(m, key);
-        if (const auto [entry, added] = items.try_emplace(std::move(key)); added)
-        {
-            reader<Value>::read(m, entry->second);
-        }
-        else
-        {
-            Value ignored{};
-            reader<Value>::read(m, ignored);
-        }
+        message::read(m, key, value);
         internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container pair");
+        items.emplace(std::move(key), std::move(value));
     }
 };
 
@@ -203,8 +195,7 @@ struct reader<std::variant<Alternatives...>>
         const char* contents = nullptr;
         internal::check(sd_bus_message_peek_type(m, &type, &contents),
                         "sd_bus_message_verify_type variant");
-        const std::string_view signature = type == 'v' ? contents : "";
-        if ((read_if_fits<Alternatives>(m, signature, value) || ...))
+        if (type == 'v' && (read_if_fits<Alternatives>(m, contents, value) || ...))
         {
             return;
         }
@@ -214,16 +205,18 @@ struct reader<std::variant<Alternatives...>>
 
   private:
     template <typename Alternative>
-    static bool read_if_fits(sd_bus_message* m, std::string_view signature, Variant& value)
+    static bool read_if_fits(sd_bus_message* m, const char* contents, Variant& value)
     {
         constexpr auto expected = types::signature_of<Alternative>;
-        if (signature != expected.view())
+        if (expected.view() != contents)
         {
             return false;
         }
         internal::check(sd_bus_message_enter_container(m, 'v', expected.c_str()),
                         "sd_bus_message_enter_container variant");
-        reader<Alternative>::read(m, value.template emplace<Alternative>());
+        Alternative inside{};
+        reader<Alternative>::read(m, inside);
+        value = std::move(inside);
         internal::check(sd_bus_message_exit_container(m), "sd_bus_message_exit_container variant");
         return true;
     }
