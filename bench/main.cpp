@@ -42,7 +42,8 @@ constexpr std::array groups{
 };
 
 constexpr const char* countsFile = SOURCE_FOLDER "/bench/instructions.json";
-constexpr int usualTolerance = 3; // percent; the counts repeat within one
+// Percent. An event's count has differed by 2 between two runs, the others not at all.
+constexpr int usualTolerance = 5;
 
 struct Options
 {

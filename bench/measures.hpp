@@ -43,7 +43,7 @@ void measureSize(Figures& figures);
 /** Instructions by callgrind. */
 void measureInstructions(Figures& figures);
 
-/** Those of them that are the daemon's, by name: the same in each run within 1 %. */
+/** Those of them that are the daemon's, by name: the same in each run within 2 %. */
 std::map<std::string, double> countInstructions();
 
 /** Runs a program of this build that prints one number, which is returned. */
