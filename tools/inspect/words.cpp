@@ -49,7 +49,8 @@ sim::Json tuplesOf(const AssociationList& list)
 
 std::string shortPath(const std::string& path)
 {
-    const std::string shared = std::string(names::inventoryPath) + "/system/";
+    std::string shared(names::inventoryPath);
+    shared += "/system/";
     return path.starts_with(shared) ? path.substr(shared.size()) : path;
 }
 

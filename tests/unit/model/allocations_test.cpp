@@ -183,7 +183,7 @@ void expectSurvived()
 std::size_t failEach(const Operation& operation)
 {
     std::size_t points = 0;
-    for (const std::size_t failures : {1, 2})
+    for (const std::size_t failures : {1U, 2U})
     {
         for (points = 0;; ++points)
         {
@@ -395,7 +395,7 @@ std::size_t takeQueued()
 std::size_t failEachOfDecoding(Decoder decode, Message (*make)(Kind), Kind kind)
 {
     std::size_t points = 0;
-    for (const std::size_t failures : {1, 2})
+    for (const std::size_t failures : {1U, 2U})
     {
         for (points = 0;; ++points)
         {
@@ -470,7 +470,7 @@ bool setOnce(std::size_t spared, std::size_t failures)
 
 TEST(ExecuteMemory, ofAUnit)
 {
-    for (const std::size_t failures : {1, 2})
+    for (const std::size_t failures : {1U, 2U})
     {
         std::size_t points = 0;
         while (!setOnce(points, failures))

@@ -53,9 +53,9 @@ void checkPartners(Kind kind, const auto& there, const auto& back, Texts& texts)
 void checkPairs(Texts& texts)
 {
     MutexLock lock(associationPairsMutex);
-    const AssociationPairs& table = associationPairs;
-    const auto kovd = [&](const string& path) { return table.kovdPartner(path); };
-    const auto smbios = [&](const string& path) { return table.smbiosPartner(path); };
+    const AssociationPairs* const table = &associationPairs;
+    const auto kovd = [&](const string& path) { return table->kovdPartner(path); };
+    const auto smbios = [&](const string& path) { return table->smbiosPartner(path); };
     for (const Kind kind : {Kind::smbiosSlot, Kind::smbiosCpu})
     {
         checkPartners(kind, kovd, smbios, texts);
