@@ -120,6 +120,7 @@ bool play(hwinv_demo::Scene& scene, const Options& options, const Show& show)
 /** Leaves all running until somebody ends it. */
 int keepRunning(hwinv_demo::Scene& scene, const hwinv_demo::Guard& guard, int status)
 {
+    guard.stay(status); // before anybody can have read how to end it: a terminal gets line by line
     std::cout << "\nAll of it keeps running. From another terminal, look around with busctl or\n"
                  "play with hwinv_sim:\n\n"
               << "  export DBUS_SYSTEM_BUS_ADDRESS='" << scene.address() << "'\n"
@@ -128,7 +129,6 @@ int keepRunning(hwinv_demo::Scene& scene, const hwinv_demo::Guard& guard, int st
               << " list\n\n"
               << "Ctrl-C ends it here. From there,\n"
               << "End it with: kill " << getppid() << "\n";
-    guard.stay(status); // before anybody can have read how to end it
     program::finishOutput();
     hwinv_sim::serveControl(scene.address(), scene.simulator());
     return status;
