@@ -1,12 +1,11 @@
 // The inspector and the daemon agree: on random machines, what runEngine() gives is what the real
 // daemon writes on a bus. HWINV_ROUNDS says on how many.
 
+#include "environment.hpp"
 #include "inspect/engine_run.hpp"
 #include "kit/bus_test.hpp"
 #include "random_worlds.hpp"
 #include "rig/settle.hpp"
-
-#include <cstdlib>
 
 namespace
 {
@@ -24,12 +23,6 @@ kit::Lists listsByTheInspector(const inspect::World& world)
         }
     }
     return lists;
-}
-
-int rounds()
-{
-    const char* wanted = std::getenv("HWINV_ROUNDS");
-    return wanted == nullptr ? 20 : std::atoi(wanted);
 }
 
 /** One bus and both services for all machines; a daemon for each. */
@@ -76,7 +69,8 @@ TEST(Inspector, GivesWhatTheDaemonWritesOfRandomMachines)
     RandomWorlds random(RandomWorlds::Types::right); // else the daemon soon reads all again
     Bench bench;
     std::size_t written = 0;
-    for (int round = 0; round < rounds(); ++round)
+    const std::uint64_t rounds = environment::rounds(20);
+    for (std::uint64_t round = 0; round < rounds; ++round)
     {
         SCOPED_TRACE(round);
         const inspect::World world = random.next();
@@ -84,7 +78,7 @@ TEST(Inspector, GivesWhatTheDaemonWritesOfRandomMachines)
         ASSERT_EQ(bench.written(world), wanted);
         written += wanted.size();
     }
-    EXPECT_GT(written, static_cast<std::size_t>(2 * rounds()));
+    EXPECT_GT(written, 2 * rounds);
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 // SIGINT: it releases the waiting threads, in order and at any moment, and changes nothing else.
 
+#include "environment.hpp"
 #include "kit/bus_test.hpp"
 
 #include <csignal>
-#include <cstdlib>
 #include <random>
 #include <sys/wait.h>
 #include <thread>
@@ -175,12 +175,6 @@ TEST_F(Interrupt, DuringTheDebounceEndsTheRecoveryThread)
 
 // ---- at a random moment of the start ----
 
-unsigned numberFromEnvironment(const char* name, unsigned otherwise)
-{
-    const char* text = std::getenv(name);
-    return text == nullptr ? otherwise : static_cast<unsigned>(std::stoul(text));
-}
-
 class InterruptedStart : public Interrupt
 {
   protected:
@@ -245,14 +239,14 @@ class InterruptedStart : public Interrupt
 
 TEST_F(InterruptedStart, NeverHangs)
 {
-    const unsigned rounds = numberFromEnvironment("HWINV_ROUNDS", 100);
-    const unsigned seed = numberFromEnvironment("HWINV_SEED", std::random_device()());
+    const std::uint64_t rounds = environment::rounds(100);
+    const std::uint64_t seed = environment::seed();
     SCOPED_TRACE("HWINV_SEED=" + std::to_string(seed));
-    std::mt19937 random(seed);
+    std::mt19937_64 random(seed);
     const auto whole = measureStart();
     daemon().kill();
     std::uniform_int_distribution<std::chrono::microseconds::rep> moment(0, whole.count());
-    for (unsigned round = 0; round < rounds && !HasFailure(); ++round)
+    for (std::uint64_t round = 0; round < rounds && !HasFailure(); ++round)
     {
         interruptAfter(std::chrono::microseconds(moment(random)));
     }

@@ -8,10 +8,10 @@
 #include "doubles/recorded_log.hpp"
 #include "doubles/sample_objects.hpp"
 #include "engines/match_keys.hpp"
+#include "environment.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <random>
 #include <sstream>
 #include <string>
@@ -241,12 +241,6 @@ class Objects
     std::mt19937_64 generator_;
 };
 
-std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise)
-{
-    const char* text = std::getenv(variable);
-    return text == nullptr ? otherwise : std::stoull(text);
-}
-
 string described(const PropertyMap& properties)
 {
     std::ostringstream text;
@@ -262,8 +256,8 @@ string described(const PropertyMap& properties)
 // Where the keys do not refuse the rule itself is asked, so only what they refuse can differ.
 TEST(keysRefuse, nothingThatTheRuleWouldMatchOrLog)
 {
-    const std::uint64_t seed = numberFrom("HWINV_SEED", std::random_device{}());
-    const std::uint64_t pairs = numberFrom("HWINV_ROUNDS", 20'000);
+    const std::uint64_t seed = environment::seed();
+    const std::uint64_t pairs = environment::rounds(20'000);
     Objects objects(seed);
     std::uint64_t refused = 0;
     std::uint64_t refusedByNumber = 0;

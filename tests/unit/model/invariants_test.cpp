@@ -14,6 +14,7 @@
 #include "doubles/recorded_requests.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
+#include "environment.hpp"
 #include "intake/message_queue.hpp"
 #include "invariants.hpp"
 #include "model.hpp"
@@ -21,7 +22,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <deque>
 #include <iostream>
 #include <list>
@@ -37,13 +37,7 @@ using machine::Event;
 using Texts = std::vector<std::string>;
 
 // A moment of the default suite; the slow one asks for a million.
-constexpr unsigned long defaultRounds = 100'000;
-
-unsigned long numberFrom(const char* name, unsigned long otherwise)
-{
-    const char* const value = std::getenv(name);
-    return value != nullptr ? std::strtoul(value, nullptr, 10) : otherwise;
-}
+constexpr std::uint64_t defaultRounds = 100'000;
 
 /** A queue of the daemon, and what has to be on it. */
 struct Queue
@@ -158,7 +152,7 @@ class EachOperation : public FreshStore
         }
     }
 
-    collisions::Generator random_{numberFrom("HWINV_SEED", 1)};
+    collisions::Generator random_{environment::number("HWINV_SEED", 1)};
     std::deque<Act> coming_;
     Queue smbios_{smbiosMessageQueue};
     Queue kovd_{kovdMessageQueue};
@@ -167,9 +161,9 @@ class EachOperation : public FreshStore
 
 TEST_F(EachOperation, leavesEverythingAsItHasToBe)
 {
-    const unsigned long rounds = numberFrom("HWINV_ROUNDS", defaultRounds);
+    const std::uint64_t rounds = environment::rounds(defaultRounds);
     unsigned long violations = 0;
-    for (unsigned long round = 0; round < rounds && violations == 0; ++round)
+    for (std::uint64_t round = 0; round < rounds && violations == 0; ++round)
     {
         operate();
         for (const std::string& violation : this->violations())
