@@ -378,7 +378,6 @@ TEST_F(Executor, HoldsTheUnitsOfSeveralThreadsBeforeTheLoopRuns)
 // Whenever a producer pauses, the loop may go to sleep, and a unit queued just then must wake it.
 TEST_F(Executor, MissesNoWakeUpOfThreadsThatPause)
 {
-    // Few enough for a busy machine, where each pause may last as long as others have work.
     constexpr int threads = 5;
     constexpr int perThread = 1000;
     ASSERT_EQ(registerLoop(), 0);
@@ -388,9 +387,11 @@ TEST_F(Executor, MissesNoWakeUpOfThreadsThatPause)
         for (int i = 0; i < perThread; i++)
         {
             EXPECT_EQ(queue(run, thread * perThread + i), 0);
-            for (auto pause = random() % 8; pause > 0; pause--)
+            // Without giving the processor away: a busy machine would keep it.
+            using Clock = std::chrono::steady_clock;
+            const auto end = Clock::now() + std::chrono::microseconds{random() % 64};
+            while (Clock::now() < end)
             {
-                std::this_thread::yield();
             }
         }
     };
@@ -858,7 +859,7 @@ TEST_F(ExecutorInChild, AUnitMayForkAndQueue)
 }
 
 // Queues without end, but not more than the forks below can copy and free in no time, and holds the
-// mutex most of the time.
+// mutex most of the time. It sleeps, so that other programs on the machine do not decide how long.
 void keepBusy(const std::stop_token& stop)
 {
     while (!stop.stop_requested())
@@ -867,11 +868,13 @@ void keepBusy(const std::stop_token& stop)
         {
             queue(run, 0);
         }
-        const std::lock_guard lock{infrautils::oneWayChannelOperationMutex};
-        for (int i = 0; i < 100; i++)
         {
-            std::this_thread::yield();
+            const std::lock_guard lock{infrautils::oneWayChannelOperationMutex};
+            std::this_thread::sleep_for(std::chrono::microseconds{200}); // held, whoever waits
         }
+        // A thread that waits for the mutex needs a moment to wake up, or it comes too late for
+        // seconds.
+        std::this_thread::sleep_for(std::chrono::microseconds{100});
     }
 }
 
