@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <future>
 #include <sstream>
 
 namespace
@@ -177,9 +178,12 @@ TEST(Demo, TellsItsStory)
 
 TEST(Demo, ShowsALateService)
 {
-    for (const char* service : {"smbios", "kovd"})
+    // Both at once: each waits five seconds for a resync.
+    auto lateSmbios = std::async(std::launch::async, runDemo, "--late smbios");
+    auto lateKovd = std::async(std::launch::async, runDemo, "--late kovd");
+    for (auto* coming : {&lateSmbios, &lateKovd})
     {
-        const Outcome outcome = runDemo(std::string("--late ") + service);
+        const Outcome outcome = coming->get();
         EXPECT_EQ(outcome.status, 0) << outcome.output;
         EXPECT_TRUE(outcome.says("Platform objects with associations: 0\n")) << outcome.output;
         EXPECT_TRUE(outcome.says("The resync is done.")) << outcome.output;

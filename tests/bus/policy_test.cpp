@@ -2,6 +2,7 @@
 // that no signal reaches it but those of the two services and of the bus itself. On both buses,
 // with the daemon running as its own user.
 
+#include "environment.hpp"
 #include "kit/bus_test.hpp"
 #include "kit/guarded_bus.hpp"
 #include "kit/own_root.hpp"
@@ -34,7 +35,7 @@ using namespace std::chrono_literals;
 
 constexpr const char* daemonUser = "kov_hwinv";
 constexpr const char* bystander = "org.example.Bystander";
-constexpr unsigned forgeries = 10'000;
+const auto forgeries = static_cast<unsigned>(environment::rounds(2'000));
 constexpr unsigned genuineEvery = 10;
 
 /** Bodies that tell in the daemon's log whose signal has reached a callback. */

@@ -1,6 +1,7 @@
 // Many signals at once, and signals while the daemon starts: none is lost.
 
 #include "compare/differences.hpp"
+#include "environment.hpp"
 #include "kit/bus_test.hpp"
 
 #include <algorithm>
@@ -33,9 +34,11 @@ class Storm : public kit::BusTest
     }
 };
 
-constexpr unsigned slots = 1500;
-constexpr unsigned cpus = 20;
-constexpr unsigned manyCpus = 400;
+// Slots of 12,000 signals and the rest to match, where the environment asks for 1,500.
+const unsigned slots = environment::slots(200);
+const unsigned cpus = 20;
+const unsigned manyCpus = std::max(slots / 4, cpus);
+const unsigned turns = 2 * slots;
 
 /** The order of the tuples tells in which order the signals have come. */
 Lists sorted(Lists lists)
@@ -58,7 +61,7 @@ void addAndChange(sim::Player& player, const sim::Objects& objects)
     }
 }
 
-TEST_F(Storm, OfTenThousandSignalsLosesNone)
+TEST_F(Storm, OfNewAndChangedObjectsLosesNoSignal)
 {
     // Slots, devices, twins, processors and caches alike arrive from both services at once.
     const auto inventory = sim::makeInventory(slots, cpus);
@@ -66,8 +69,6 @@ TEST_F(Storm, OfTenThousandSignalsLosesNone)
     publish(kovd);
     startDaemon({}, 1);
     settle();
-    const std::size_t signals = 2 * (inventory.smbios.size() + inventory.kovd.size());
-    ASSERT_GE(signals, 10'000u);
 
     // From both services at the same time.
     std::thread other(
@@ -157,7 +158,7 @@ TEST_F(Storm, OnOneObjectEndsWithItsLastState)
     smbios.perform(
         [&](sim::Player& player)
         {
-            for (int round = 0; round < 2500; ++round)
+            for (unsigned turn = 0; turn < turns; ++turn)
             {
                 player.removeObject(slot.first);
                 player.addObject(slot.first, slot.second);
@@ -167,7 +168,7 @@ TEST_F(Storm, OnOneObjectEndsWithItsLastState)
     settle();
 
     EXPECT_EQ(kovd.associationsOf(sim::kovdSlotPath(1)), sim::Associations());
-    EXPECT_EQ(kovd.journal().setsOn(sim::kovdSlotPath(1)).size(), 2 * 2500u + 2);
+    EXPECT_EQ(kovd.journal().setsOn(sim::kovdSlotPath(1)).size(), 2 * turns + 2);
 }
 
 // ---- while the daemon starts ----

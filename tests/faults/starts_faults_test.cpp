@@ -156,7 +156,7 @@ TEST(StartFaults, C1ThousandInterruptedStartsUnderAStorm)
     {
         GTEST_SKIP() << "ThreadSanitizer delivers signals late: storms are for plain builds";
     }
-    const unsigned each = static_cast<unsigned>(faults::rounds(3, 100));
+    const unsigned each = static_cast<unsigned>(faults::rounds(1, 100));
     std::atomic<unsigned> early{0};
     std::vector<std::string> problems(worlds);
     std::vector<Clock::duration> slowest(worlds);

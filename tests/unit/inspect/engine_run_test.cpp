@@ -1,4 +1,5 @@
 #include "base/names.hpp"
+#include "environment.hpp"
 #include "inspect/engine_run.hpp"
 #include "model.hpp"
 #include "random_worlds.hpp"
@@ -109,7 +110,8 @@ TEST(runEngine, givesWhatTheModelGivesOfRandomMachines)
     RandomWorlds random(RandomWorlds::Types::any);
     std::size_t written = 0;
     std::size_t refused = 0;
-    for (int round = 0; round < 2000; ++round)
+    const std::uint64_t rounds = environment::rounds(500);
+    for (std::uint64_t round = 0; round < rounds; ++round)
     {
         SCOPED_TRACE(round);
         const World world = random.next();
@@ -128,8 +130,8 @@ TEST(runEngine, givesWhatTheModelGivesOfRandomMachines)
         refused += outcome.refusals.size();
     }
     // The machines are of the kind that tells something.
-    EXPECT_GT(written, 4000U);
-    EXPECT_GT(refused, 100U);
+    EXPECT_GT(written, 2 * rounds);
+    EXPECT_GT(refused, rounds / 20);
 }
 
 TEST(runEngine, leavesNothingBehindForTheNextRun)

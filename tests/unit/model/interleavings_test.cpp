@@ -10,6 +10,7 @@
 #include "doubles/run_together.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
+#include "environment.hpp"
 #include "orders.hpp"
 #include "state.hpp"
 
@@ -17,10 +18,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <functional>
 #include <iterator>
-#include <random>
 #include <sstream>
 #include <thread>
 
@@ -35,7 +34,7 @@ using state::State;
 using state::Texts;
 using std::string;
 
-constexpr int defaultRounds = 10'000;
+constexpr int defaultRounds = 4'000;
 
 /** The same events meet so often: each time the threads are at other places. */
 constexpr int meetings = 10;
@@ -45,12 +44,6 @@ constexpr int mostDelay = 2000;
 
 /** In one of these meetings the threads log, which takes them longer, and give way now and then. */
 constexpr int linesAWay = 32;
-
-std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise)
-{
-    const char* text = std::getenv(variable);
-    return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
-}
 
 void delay(int turns)
 {
@@ -194,7 +187,7 @@ class Interleavings : public FreshStore
 
     static std::uint64_t rounds()
     {
-        return numberFrom("HWINV_ROUNDS", defaultRounds);
+        return environment::rounds(defaultRounds);
     }
 
   private:
@@ -233,7 +226,7 @@ class Interleavings : public FreshStore
         }
     }
 
-    const std::uint64_t seed_ = numberFrom("HWINV_SEED", std::random_device{}());
+    const std::uint64_t seed_ = environment::seed();
     collisions::Generator generator_{seed_};
     Collision collision_;
     std::vector<State> ends_;
