@@ -125,7 +125,7 @@ Changes processorChanges(const PropertyMap& smbios, const PropertyMap& platform)
 }
 
 /** What differs between looking for slots and for processors. */
-struct Search
+struct Pairing
 {
     Rule rule;
     Kind smbios;
@@ -133,15 +133,15 @@ struct Search
     Changes (*changes)(const PropertyMap& smbios, const PropertyMap& platform);
 };
 
-constexpr Search searches[] = {
+constexpr Pairing pairings[] = {
     {Rule::slot, Kind::smbiosSlot, Kind::kovdSlot, slotChanges},
     {Rule::processor, Kind::smbiosCpu, Kind::kovdCpu, processorChanges},
 };
 
-Changes changesOf(const Search& search, const PropertyMap& smbios, const PropertyMap& platform)
+Changes changesOf(const Pairing& pairing, const PropertyMap& smbios, const PropertyMap& platform)
 try
 {
-    return search.changes(smbios, platform);
+    return pairing.changes(smbios, platform);
 }
 catch (const std::out_of_range&)
 {
@@ -149,15 +149,15 @@ catch (const std::out_of_range&)
 }
 
 /** The first change that makes the two a pair. */
-std::optional<Change> helpful(const Search& search, const PropertyMap& smbios,
+std::optional<Change> helpful(const Pairing& pairing, const PropertyMap& smbios,
                               const PropertyMap& platform)
 {
-    for (Change& change : changesOf(search, smbios, platform))
+    for (Change& change : changesOf(pairing, smbios, platform))
     {
         PropertyMap first = smbios;
         PropertyMap second = platform;
         (change.onSmbios ? first : second).insert_or_assign(change.property, change.value);
-        if (verdictOf(search.rule, first, second))
+        if (verdictOf(pairing.rule, first, second))
         {
             return std::move(change);
         }
@@ -166,13 +166,14 @@ std::optional<Change> helpful(const Search& search, const PropertyMap& smbios,
 }
 
 /** The SMBIOS objects without a partner of the platform kind; a slot may have a device for one. */
-std::vector<const ObjectsOfKind::value_type*> untaken(const Outcome& outcome, const Search& search)
+std::vector<const ObjectsOfKind::value_type*> untaken(const Outcome& outcome,
+                                                      const Pairing& pairing)
 {
     std::vector<const ObjectsOfKind::value_type*> found;
-    for (const auto& object : outcome.of(search.smbios))
+    for (const auto& object : outcome.of(pairing.smbios))
     {
         const auto pair = outcome.pairs.find(object.first);
-        if (pair == outcome.pairs.end() || !outcome.of(search.platform).contains(pair->second))
+        if (pair == outcome.pairs.end() || !outcome.of(pairing.platform).contains(pair->second))
         {
             found.push_back(&object);
         }
@@ -180,27 +181,27 @@ std::vector<const ObjectsOfKind::value_type*> untaken(const Outcome& outcome, co
     return found;
 }
 
-std::optional<NearMiss> nearest(const Search& search, const ObjectsOfKind::value_type& platform,
+std::optional<NearMiss> nearest(const Pairing& pairing, const ObjectsOfKind::value_type& platform,
                                 const std::vector<const ObjectsOfKind::value_type*>& candidates)
 {
     std::optional<NearMiss> best;
     std::size_t most = 0;
     for (const auto* smbios : candidates)
     {
-        const Condition failed = verdictOf(search.rule, smbios->second, platform.second).failed();
+        const Condition failed = verdictOf(pairing.rule, smbios->second, platform.second).failed();
         const std::size_t progress =
-            progressOf(search.rule, failed, smbios->second, platform.second);
+            progressOf(pairing.rule, failed, smbios->second, platform.second);
         if (failed == Condition::none || (best && progress <= most))
         {
             continue;
         }
-        if (auto change = helpful(search, smbios->second, platform.second))
+        if (auto change = helpful(pairing, smbios->second, platform.second))
         {
             most = progress;
             best = {platform.first,
                     smbios->first,
                     failed,
-                    say(search.rule, failed, false, smbios->second, platform.second),
+                    say(pairing.rule, failed, false, smbios->second, platform.second),
                     change->onSmbios ? smbios->first : platform.first,
                     change->property,
                     toText(change->value)};
@@ -214,16 +215,16 @@ std::optional<NearMiss> nearest(const Search& search, const ObjectsOfKind::value
 std::vector<NearMiss> nearMisses(const Outcome& outcome)
 {
     std::vector<NearMiss> misses;
-    for (const Search& search : searches)
+    for (const Pairing& pairing : pairings)
     {
-        const auto candidates = untaken(outcome, search);
-        for (const auto& platform : outcome.of(search.platform))
+        const auto candidates = untaken(outcome, pairing);
+        for (const auto& platform : outcome.of(pairing.platform))
         {
             if (outcome.lists.contains(platform.first))
             {
                 continue;
             }
-            if (auto miss = nearest(search, platform, candidates))
+            if (auto miss = nearest(pairing, platform, candidates))
             {
                 misses.push_back(std::move(*miss));
             }

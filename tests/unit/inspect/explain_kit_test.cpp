@@ -12,12 +12,12 @@ using inspect::Rule;
 
 const PropertyMap cpu{{"L1CacheHandle", std::uint16_t{1}}, {"L2CacheHandle", std::uint16_t{3}}};
 
-PropertyMap cache(int handle)
+PropertyMap cacheWith(int handle)
 {
     return {{"Handle", static_cast<std::uint16_t>(handle)}};
 }
 
-const ObjectsOfKind caches{{"/c1", cache(1)}, {"/c2", cache(2)}, {"/c3", cache(3)}};
+const ObjectsOfKind caches{{"/c1", cacheWith(1)}, {"/c2", cacheWith(2)}, {"/c3", cacheWith(3)}};
 const Question question{Rule::cache, End::second, cpu, caches};
 
 std::vector<std::string> verdictsOf(const inspect::Search& made)
@@ -55,7 +55,7 @@ TEST(sayFit, isEmptyWhereNothingFits)
 
 TEST(sayNoneFits, namesTheCandidateThatGotFurthest)
 {
-    const ObjectsOfKind others{{"/c0", cache(0)}, {"/c2", cache(2)}};
+    const ObjectsOfKind others{{"/c0", cacheWith(0)}, {"/c2", cacheWith(2)}};
     const Question asked{Rule::cache, End::second, cpu, others};
     EXPECT_EQ(inspect::sayNoneFits(inspect::search("", asked), asked, "cache"),
               "none of 2 caches fits; nearest is c2: Handle 2, L1CacheHandle 1, L2CacheHandle 3, "

@@ -8,16 +8,6 @@ namespace
 
 using namespace worlds;
 
-std::string sentenceOf(const inspect::Machine& machine, const std::string& named)
-{
-    return inspect::explain(machine, inspect::resolve(machine, named)).sentence;
-}
-
-std::string reasonOf(const inspect::Machine& machine, const std::string& named)
-{
-    return inspect::explain(machine, inspect::resolve(machine, named)).reason;
-}
-
 TEST(explain, saysWhyAPlatformSlotIsPaired)
 {
     EXPECT_EQ(sentenceOf(healthy(), "pcie_slot_03"),

@@ -8,11 +8,6 @@ namespace
 
 using namespace worlds;
 
-std::string sentenceOf(const inspect::Machine& machine, const std::string& named)
-{
-    return inspect::explain(machine, inspect::resolve(machine, named)).sentence;
-}
-
 TEST(explain, saysThatAnObjectIsNotStored)
 {
     EXPECT_EQ(sentenceOf(awkward(), "pcieslot16"),

@@ -1,6 +1,7 @@
 #include "worlds.hpp"
 
 #include "base/names.hpp"
+#include "inspect/explain.hpp"
 
 #include <stdexcept>
 
@@ -60,6 +61,16 @@ const inspect::Machine& awkward()
     static const inspect::Machine machine =
         inspect::examine(inspect::readFolder(inventories / "awkward"));
     return machine;
+}
+
+std::string sentenceOf(const inspect::Machine& machine, const std::string& named)
+{
+    return inspect::explain(machine, inspect::resolve(machine, named)).sentence;
+}
+
+std::string reasonOf(const inspect::Machine& machine, const std::string& named)
+{
+    return inspect::explain(machine, inspect::resolve(machine, named)).reason;
 }
 
 inspect::World worldOf(const sim::InventoryCapture& made)

@@ -22,6 +22,10 @@ inline const std::string systemPath = "/xyz/openbmc_project/inventory/system/";
 const inspect::Machine& healthy(); // two-socket-2u
 const inspect::Machine& awkward();
 
+/** What explain() says of the object that a person means, in a sentence and in a few words. */
+std::string sentenceOf(const inspect::Machine& machine, const std::string& named);
+std::string reasonOf(const inspect::Machine& machine, const std::string& named);
+
 inspect::World worldOf(const sim::InventoryCapture& made);
 
 /** The world with what the daemon writes standing on its objects. */

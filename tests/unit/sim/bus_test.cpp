@@ -84,21 +84,21 @@ class Environment
 };
 
 /** A folder of this name, and what is in it, while the test runs. */
-class Folder
+class NamedFolder
 {
   public:
-    explicit Folder(const string& name)
+    explicit NamedFolder(const string& name)
     {
         string parent = (std::filesystem::temp_directory_path() / "bus-XXXXXX").string();
         parent_ = mkdtemp(parent.data());
         std::filesystem::create_directory(path = parent_ / name);
     }
-    ~Folder()
+    ~NamedFolder()
     {
         std::filesystem::remove_all(parent_);
     }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
+    NamedFolder(const NamedFolder&) = delete;
+    NamedFolder& operator=(const NamedFolder&) = delete;
 
     std::filesystem::path path;
 
@@ -111,7 +111,7 @@ TEST(PrivateBus, LivesInAnyTemporaryFolder)
     for (const char* name :
          {"two words", "a&b", "a;b", "a<b>", "a=b,c", "50%41", "\"'", "gr\xc3\xb6n"})
     {
-        const Folder folder(name);
+        const NamedFolder folder(name);
         const Environment environment("TMPDIR", folder.path);
         {
             const sim::PrivateBus bus;
@@ -125,7 +125,7 @@ TEST(PrivateBus, LivesInAnyTemporaryFolder)
 
 TEST(PrivateBus, RefusesAFolderThatIsTooDeepForASocket)
 {
-    const Folder folder(string(200, 'x'));
+    const NamedFolder folder(string(200, 'x'));
     const Environment environment("TMPDIR", folder.path);
     try
     {
@@ -146,7 +146,7 @@ TEST(PrivateBus, RefusesAFolderThatIsTooDeepForASocket)
 
 TEST(PrivateBus, LeavesAFolderThatItWasGiven)
 {
-    const Folder folder("given");
+    const NamedFolder folder("given");
     {
         const sim::PrivateBus bus(folder.path);
         EXPECT_EQ(folderOf(bus), folder.path);

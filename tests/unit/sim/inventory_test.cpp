@@ -18,7 +18,7 @@ using Names = std::vector<string>;
 
 const string slot = "/xyz/openbmc_project/inventory/system/board/pcie_slot_1";
 const string iface = "x.y";
-const Properties some{{"P", Value::byte(1)}};
+const Properties oneByte{{"P", Value::byte(1)}};
 const Properties definitions{{"Associations", Value::associations({})}};
 
 class KovdInventory : public testing::Test
@@ -29,8 +29,8 @@ class KovdInventory : public testing::Test
 
 TEST_F(KovdInventory, GivesEachNewObjectItsAssociations)
 {
-    const Interfaces announced = inventory.add(slot, {{iface, some}});
-    const Interfaces expected{{iface, some}, {sim::names::associationDefinitions, definitions}};
+    const Interfaces announced = inventory.add(slot, {{iface, oneByte}});
+    const Interfaces expected{{iface, oneByte}, {sim::names::associationDefinitions, definitions}};
     EXPECT_EQ(announced, expected);
     EXPECT_EQ(inventory.objects().at(slot), expected);
 }
@@ -47,21 +47,21 @@ TEST_F(KovdInventory, KeepsTheAssociationsOfACapture)
 
 TEST_F(KovdInventory, AddsAnInterfaceToAnObjectAndAnnouncesJustThat)
 {
-    inventory.add(slot, {{iface, some}});
+    inventory.add(slot, {{iface, oneByte}});
     EXPECT_EQ(inventory.add(slot, {{"x.z", {}}}), (Interfaces{{"x.z", {}}}));
     EXPECT_EQ(inventory.objects().at(slot).size(), 3U);
 }
 
 TEST_F(KovdInventory, ReplacesAPresentInterface)
 {
-    inventory.add(slot, {{iface, some}});
+    inventory.add(slot, {{iface, oneByte}});
     inventory.add(slot, {{iface, {{"Q", Value::byte(2)}}}});
     EXPECT_EQ(inventory.objects().at(slot).at(iface), (Properties{{"Q", Value::byte(2)}}));
 }
 
 TEST_F(KovdInventory, ChangesAndAddsProperties)
 {
-    inventory.add(slot, {{iface, some}});
+    inventory.add(slot, {{iface, oneByte}});
     inventory.change(slot, iface, {{"P", Value::byte(2)}, {"Q", Value::byte(3)}});
     EXPECT_EQ(inventory.objects().at(slot).at(iface),
               (Properties{{"P", Value::byte(2)}, {"Q", Value::byte(3)}}));
@@ -69,35 +69,35 @@ TEST_F(KovdInventory, ChangesAndAddsProperties)
 
 TEST_F(KovdInventory, RefusesToChangeWhatIsNotThere)
 {
-    inventory.add(slot, {{iface, some}});
-    EXPECT_THROW(inventory.change("/none", iface, some), sim::Error);
-    EXPECT_THROW(inventory.change(slot, "x.none", some), sim::Error);
+    inventory.add(slot, {{iface, oneByte}});
+    EXPECT_THROW(inventory.change("/none", iface, oneByte), sim::Error);
+    EXPECT_THROW(inventory.change(slot, "x.none", oneByte), sim::Error);
 }
 
 TEST_F(KovdInventory, RemovesOneInterfaceOfSeveral)
 {
-    inventory.add(slot, {{iface, some}, {"x.z", {}}});
+    inventory.add(slot, {{iface, oneByte}, {"x.z", {}}});
     EXPECT_EQ(inventory.remove(slot, {iface}), Names{iface});
     EXPECT_FALSE(inventory.objects().at(slot).contains(iface));
 }
 
 TEST_F(KovdInventory, RemovesTheObjectWithItsLastOwnInterface)
 {
-    inventory.add(slot, {{iface, some}});
+    inventory.add(slot, {{iface, oneByte}});
     EXPECT_EQ(inventory.remove(slot, {iface}), (Names{iface, sim::names::associationDefinitions}));
     EXPECT_TRUE(inventory.objects().empty());
 }
 
 TEST_F(KovdInventory, RemovesEverythingWhenNothingIsNamed)
 {
-    inventory.add(slot, {{iface, some}, {"x.z", {}}});
+    inventory.add(slot, {{iface, oneByte}, {"x.z", {}}});
     EXPECT_EQ(inventory.remove(slot, {}).size(), 3U);
     EXPECT_TRUE(inventory.objects().empty());
 }
 
 TEST_F(KovdInventory, RefusesToRemoveWhatIsNotThereAndRemovesNothing)
 {
-    inventory.add(slot, {{iface, some}});
+    inventory.add(slot, {{iface, oneByte}});
     EXPECT_THROW(inventory.remove("/none", {}), sim::Error);
     EXPECT_THROW(inventory.remove(slot, {iface, "x.none"}), sim::Error);
     EXPECT_TRUE(inventory.objects().at(slot).contains(iface));
@@ -136,7 +136,7 @@ TEST_F(KovdInventory, KnowsTheTreeAroundObjectsAndManagers)
 
 TEST_F(KovdInventory, IsIntrospectedWithTypesAndAccess)
 {
-    inventory.add(slot, {{iface, some}});
+    inventory.add(slot, {{iface, oneByte}});
     const string xml = sim::introspectionXml(inventory, slot);
     EXPECT_NE(xml.find("<property name=\"P\" type=\"y\" access=\"read\"/>"), string::npos);
     EXPECT_NE(xml.find("<property name=\"Associations\" type=\"a(sss)\" access=\"readwrite\"/>"),
@@ -150,7 +150,7 @@ TEST_F(KovdInventory, IsIntrospectedWithTypesAndAccess)
 TEST(SmbiosInventory, AddsNothingToItsObjects)
 {
     sim::Inventory inventory(sim::smbiosProfile());
-    EXPECT_EQ(inventory.add(slot, {{iface, some}}), (Interfaces{{iface, some}}));
+    EXPECT_EQ(inventory.add(slot, {{iface, oneByte}}), (Interfaces{{iface, oneByte}}));
     EXPECT_EQ(inventory.managerOf(slot), sim::names::smbiosRoot);
 }
 

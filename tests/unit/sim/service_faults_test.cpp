@@ -18,10 +18,6 @@ class ServiceFaults : public ServiceTest
 {
 };
 
-const string slot1 = sim::kovdSlotPath(1);
-const string below = string(boardRoot) + "/thing";
-const sim::Associations pair{{"chassis", "pcieslot", "/slot"}};
-
 TEST_F(ServiceFaults, FailsOnRequest)
 {
     kovd.addFault({"GetManagedObjects", boardRoot, sim::FailWith{"com.example.Broken"}, 1});

@@ -43,6 +43,10 @@ class ServiceTest : public testing::Test
     static inline sim::PrivateBus* bus_ = nullptr;
 
   protected:
+    const std::string slot1 = sim::kovdSlotPath(1);
+    const std::string below = std::string(sim::names::boardRoot) + "/thing";
+    const sim::Associations pair{{"chassis", "pcieslot", "/slot"}};
+
     sim::Service smbios{address(), sim::smbiosProfile()};
     sim::Service kovd{address(), sim::kovdProfile()};
     Watcher watcher{address()};
