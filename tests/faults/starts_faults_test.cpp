@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr unsigned seed = 6;
-constexpr unsigned worlds = 10;
+const auto worlds = static_cast<unsigned>(faults::rounds(4, 10));
 constexpr auto lastMoment = 2s;
 constexpr auto releasedWithin = 1s;
 
@@ -76,7 +76,7 @@ class World
             smbios_.addObject(slot.first, slot.second);
             kovd_.changeProperties(sim::kovdSlotPath(2), sim::names::kovdSlot,
                                    {{"Revision", sim::Value::byte(1)}});
-            std::this_thread::sleep_for(2ms); // ten worlds share the machine
+            std::this_thread::sleep_for(2ms); // all worlds share the machine
         }
     }
 
