@@ -16,7 +16,7 @@ using sim::Value;
 using std::string;
 using Names = std::vector<string>;
 
-const string slot = "/xyz/openbmc_project/inventory/system/board/pcie_slot_1";
+const string slotPath = "/xyz/openbmc_project/inventory/system/board/pcie_slot_1";
 const string iface = "x.y";
 const Properties oneByte{{"P", Value::byte(1)}};
 const Properties definitions{{"Associations", Value::associations({})}};
@@ -29,93 +29,94 @@ class KovdInventory : public testing::Test
 
 TEST_F(KovdInventory, GivesEachNewObjectItsAssociations)
 {
-    const Interfaces announced = inventory.add(slot, {{iface, oneByte}});
+    const Interfaces announced = inventory.add(slotPath, {{iface, oneByte}});
     const Interfaces expected{{iface, oneByte}, {sim::names::associationDefinitions, definitions}};
     EXPECT_EQ(announced, expected);
-    EXPECT_EQ(inventory.objects().at(slot), expected);
+    EXPECT_EQ(inventory.objects().at(slotPath), expected);
 }
 
 TEST_F(KovdInventory, KeepsTheAssociationsOfACapture)
 {
     const auto carried = Value::associations({{"a", "b", "/c"}});
     inventory.replace(
-        {{slot, {{sim::names::associationDefinitions, {{"Associations", carried}}}}}});
-    EXPECT_EQ(*sim::findProperty(inventory.objects(), slot, sim::names::associationDefinitions,
+        {{slotPath, {{sim::names::associationDefinitions, {{"Associations", carried}}}}}});
+    EXPECT_EQ(*sim::findProperty(inventory.objects(), slotPath, sim::names::associationDefinitions,
                                  "Associations"),
               carried);
 }
 
 TEST_F(KovdInventory, AddsAnInterfaceToAnObjectAndAnnouncesJustThat)
 {
-    inventory.add(slot, {{iface, oneByte}});
-    EXPECT_EQ(inventory.add(slot, {{"x.z", {}}}), (Interfaces{{"x.z", {}}}));
-    EXPECT_EQ(inventory.objects().at(slot).size(), 3U);
+    inventory.add(slotPath, {{iface, oneByte}});
+    EXPECT_EQ(inventory.add(slotPath, {{"x.z", {}}}), (Interfaces{{"x.z", {}}}));
+    EXPECT_EQ(inventory.objects().at(slotPath).size(), 3U);
 }
 
 TEST_F(KovdInventory, ReplacesAPresentInterface)
 {
-    inventory.add(slot, {{iface, oneByte}});
-    inventory.add(slot, {{iface, {{"Q", Value::byte(2)}}}});
-    EXPECT_EQ(inventory.objects().at(slot).at(iface), (Properties{{"Q", Value::byte(2)}}));
+    inventory.add(slotPath, {{iface, oneByte}});
+    inventory.add(slotPath, {{iface, {{"Q", Value::byte(2)}}}});
+    EXPECT_EQ(inventory.objects().at(slotPath).at(iface), (Properties{{"Q", Value::byte(2)}}));
 }
 
 TEST_F(KovdInventory, ChangesAndAddsProperties)
 {
-    inventory.add(slot, {{iface, oneByte}});
-    inventory.change(slot, iface, {{"P", Value::byte(2)}, {"Q", Value::byte(3)}});
-    EXPECT_EQ(inventory.objects().at(slot).at(iface),
+    inventory.add(slotPath, {{iface, oneByte}});
+    inventory.change(slotPath, iface, {{"P", Value::byte(2)}, {"Q", Value::byte(3)}});
+    EXPECT_EQ(inventory.objects().at(slotPath).at(iface),
               (Properties{{"P", Value::byte(2)}, {"Q", Value::byte(3)}}));
 }
 
 TEST_F(KovdInventory, RefusesToChangeWhatIsNotThere)
 {
-    inventory.add(slot, {{iface, oneByte}});
+    inventory.add(slotPath, {{iface, oneByte}});
     EXPECT_THROW(inventory.change("/none", iface, oneByte), sim::Error);
-    EXPECT_THROW(inventory.change(slot, "x.none", oneByte), sim::Error);
+    EXPECT_THROW(inventory.change(slotPath, "x.none", oneByte), sim::Error);
 }
 
 TEST_F(KovdInventory, RemovesOneInterfaceOfSeveral)
 {
-    inventory.add(slot, {{iface, oneByte}, {"x.z", {}}});
-    EXPECT_EQ(inventory.remove(slot, {iface}), Names{iface});
-    EXPECT_FALSE(inventory.objects().at(slot).contains(iface));
+    inventory.add(slotPath, {{iface, oneByte}, {"x.z", {}}});
+    EXPECT_EQ(inventory.remove(slotPath, {iface}), Names{iface});
+    EXPECT_FALSE(inventory.objects().at(slotPath).contains(iface));
 }
 
 TEST_F(KovdInventory, RemovesTheObjectWithItsLastOwnInterface)
 {
-    inventory.add(slot, {{iface, oneByte}});
-    EXPECT_EQ(inventory.remove(slot, {iface}), (Names{iface, sim::names::associationDefinitions}));
+    inventory.add(slotPath, {{iface, oneByte}});
+    EXPECT_EQ(inventory.remove(slotPath, {iface}),
+              (Names{iface, sim::names::associationDefinitions}));
     EXPECT_TRUE(inventory.objects().empty());
 }
 
 TEST_F(KovdInventory, RemovesEverythingWhenNothingIsNamed)
 {
-    inventory.add(slot, {{iface, oneByte}, {"x.z", {}}});
-    EXPECT_EQ(inventory.remove(slot, {}).size(), 3U);
+    inventory.add(slotPath, {{iface, oneByte}, {"x.z", {}}});
+    EXPECT_EQ(inventory.remove(slotPath, {}).size(), 3U);
     EXPECT_TRUE(inventory.objects().empty());
 }
 
 TEST_F(KovdInventory, RefusesToRemoveWhatIsNotThereAndRemovesNothing)
 {
-    inventory.add(slot, {{iface, oneByte}});
+    inventory.add(slotPath, {{iface, oneByte}});
     EXPECT_THROW(inventory.remove("/none", {}), sim::Error);
-    EXPECT_THROW(inventory.remove(slot, {iface, "x.none"}), sim::Error);
-    EXPECT_TRUE(inventory.objects().at(slot).contains(iface));
+    EXPECT_THROW(inventory.remove(slotPath, {iface, "x.none"}), sim::Error);
+    EXPECT_TRUE(inventory.objects().at(slotPath).contains(iface));
 }
 
 TEST_F(KovdInventory, RefusesNamesAndValuesThatTheBusDoesNotKnow)
 {
     EXPECT_THROW(inventory.add("none", {}), sim::ValueError);
-    EXPECT_THROW(inventory.add(slot, {{"x", {}}}), sim::ValueError);
-    EXPECT_THROW(inventory.add(slot, {{iface, {{"a b", Value::byte(1)}}}}), sim::ValueError);
-    EXPECT_THROW(inventory.add(slot, {{iface, {{"P", {"y", 256}}}}}), sim::ValueError);
+    EXPECT_THROW(inventory.add(slotPath, {{"x", {}}}), sim::ValueError);
+    EXPECT_THROW(inventory.add(slotPath, {{iface, {{"a b", Value::byte(1)}}}}), sim::ValueError);
+    EXPECT_THROW(inventory.add(slotPath, {{iface, {{"P", {"y", 256}}}}}), sim::ValueError);
     EXPECT_THROW(inventory.replace({{"none", {}}}), sim::ValueError);
     EXPECT_TRUE(inventory.objects().empty());
 }
 
 TEST_F(KovdInventory, ReportsFromTheNearestManagerAbove)
 {
-    EXPECT_EQ(inventory.managerOf(slot), sim::names::boardRoot);
+    EXPECT_EQ(inventory.managerOf(slotPath), sim::names::boardRoot);
     EXPECT_EQ(inventory.managerOf(string(sim::names::chassisRoot) + "/a/b"),
               sim::names::chassisRoot);
     EXPECT_EQ(inventory.managerOf(sim::names::boardRoot), "");
@@ -124,20 +125,20 @@ TEST_F(KovdInventory, ReportsFromTheNearestManagerAbove)
 
 TEST_F(KovdInventory, KnowsTheTreeAroundObjectsAndManagers)
 {
-    inventory.add(slot, {});
-    inventory.add(slot + "/nic1", {});
+    inventory.add(slotPath, {});
+    inventory.add(slotPath + "/nic1", {});
     using Children = std::set<string>;
     EXPECT_EQ(inventory.children("/"), Children{"xyz"});
     EXPECT_EQ(inventory.children("/xyz/openbmc_project/inventory/system"),
               (Children{"board", "chassis"}));
-    EXPECT_EQ(inventory.children(slot), Children{"nic1"});
-    EXPECT_EQ(inventory.children(slot + "/nic1"), Children{});
+    EXPECT_EQ(inventory.children(slotPath), Children{"nic1"});
+    EXPECT_EQ(inventory.children(slotPath + "/nic1"), Children{});
 }
 
 TEST_F(KovdInventory, IsIntrospectedWithTypesAndAccess)
 {
-    inventory.add(slot, {{iface, oneByte}});
-    const string xml = sim::introspectionXml(inventory, slot);
+    inventory.add(slotPath, {{iface, oneByte}});
+    const string xml = sim::introspectionXml(inventory, slotPath);
     EXPECT_NE(xml.find("<property name=\"P\" type=\"y\" access=\"read\"/>"), string::npos);
     EXPECT_NE(xml.find("<property name=\"Associations\" type=\"a(sss)\" access=\"readwrite\"/>"),
               string::npos);
@@ -150,8 +151,8 @@ TEST_F(KovdInventory, IsIntrospectedWithTypesAndAccess)
 TEST(SmbiosInventory, AddsNothingToItsObjects)
 {
     sim::Inventory inventory(sim::smbiosProfile());
-    EXPECT_EQ(inventory.add(slot, {{iface, oneByte}}), (Interfaces{{iface, oneByte}}));
-    EXPECT_EQ(inventory.managerOf(slot), sim::names::smbiosRoot);
+    EXPECT_EQ(inventory.add(slotPath, {{iface, oneByte}}), (Interfaces{{iface, oneByte}}));
+    EXPECT_EQ(inventory.managerOf(slotPath), sim::names::smbiosRoot);
 }
 
 TEST(IsBelow, ComparesWholePathElements)

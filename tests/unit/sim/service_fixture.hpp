@@ -5,6 +5,7 @@
 // Main thread only.
 
 #include "sim/bus.hpp"
+#include "sim/names.hpp"
 #include "sim/samples.hpp"
 #include "sim/service.hpp"
 #include "watcher.hpp"
