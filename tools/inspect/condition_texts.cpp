@@ -208,12 +208,23 @@ std::string sayDevice(const Telling& told)
            tokens.quoted(0) + (told.holds ? "" : " nor PCIe");
 }
 
-std::string sayBayNumbers(const Telling& told)
+struct BayNumbers
 {
     SlotAndBay smbios;
     DiskBay platform;
-    parseSlotAndBay(textOf(told.first, names::slotDesignation), smbios);
-    parseDiskBayFqdd(textOf(told.second, told.fqddName()), platform);
+};
+
+BayNumbers bayNumbersOf(const Telling& told)
+{
+    BayNumbers numbers;
+    parseSlotAndBay(textOf(told.first, names::slotDesignation), numbers.smbios);
+    parseDiskBayFqdd(textOf(told.second, told.fqddName()), numbers.platform);
+    return numbers;
+}
+
+std::string sayBayNumbers(const Telling& told)
+{
+    const auto [smbios, platform] = bayNumbersOf(told);
     return designation(told) + " names slot " + numberText(smbios.slot) + " and bay " +
            numberText(smbios.bay) + ", " + fqdd(told) + " disk " + numberText(platform.disk) +
            " and enclosure " + numberText(platform.enclosure) +
@@ -222,20 +233,14 @@ std::string sayBayNumbers(const Telling& told)
 
 std::string sayDisk(const Telling& told)
 {
-    SlotAndBay smbios;
-    DiskBay platform;
-    parseSlotAndBay(textOf(told.first, names::slotDesignation), smbios);
-    parseDiskBayFqdd(textOf(told.second, told.fqddName()), platform);
+    const auto [smbios, platform] = bayNumbersOf(told);
     return designation(told) + " names slot " + numberText(smbios.slot) + ", " + fqdd(told) +
            " disk " + numberText(platform.disk) + (told.holds ? ": equal" : ": differ");
 }
 
 std::string sayEnclosure(const Telling& told)
 {
-    SlotAndBay smbios;
-    DiskBay platform;
-    parseSlotAndBay(textOf(told.first, names::slotDesignation), smbios);
-    parseDiskBayFqdd(textOf(told.second, told.fqddName()), platform);
+    const auto [smbios, platform] = bayNumbersOf(told);
     return designation(told) + " names bay " + numberText(smbios.bay) + ", " + fqdd(told) +
            " enclosure " + numberText(platform.enclosure) + (told.holds ? ": equal" : ": differ");
 }
