@@ -1,8 +1,6 @@
 // What real servers call their slots and sockets, taken through the matching rules.
 //
-// The names come from a file that is not part of this tree: HWINV_REAL_DESIGNATIONS names it, else
-// it is looked for in the folder "shared" beside the tree. Without it the tests are skipped. For
-// each slot the platform's objects are derived that could stand for it, and each verdict is
+// For each slot the platform's objects are derived that could stand for it, and each verdict is
 // compared with the rule written down once more, as patterns; the verdicts are counted.
 
 #include "doubles/fresh_store.hpp"
@@ -12,14 +10,11 @@
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "engines/match.hpp"
+#include "real_designations.hpp"
 #include "store/store.hpp"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <regex>
@@ -61,27 +56,14 @@ std::set<int> candidateNumbers(const string& designation, int id)
     return numbers;
 }
 
-class RealDesignations : public testing::Test
+class RealDesignations : public RealDesignationsTest
 {
   protected:
-    void SetUp() override
-    {
-        const char* named = std::getenv("HWINV_REAL_DESIGNATIONS");
-        const std::filesystem::path file =
-            named != nullptr ? named : SOURCE_ROOT "/../shared/real-designations.json";
-        std::ifstream stream(file);
-        if (!stream)
-        {
-            GTEST_SKIP() << "there is no " << file;
-        }
-        machines_ = Json::parse(stream).at("machines");
-    }
-
     /** Does this with each slot: machine, designation, identifier (0 where none is reported). */
     template <typename Work>
     void eachSlot(const Work& work) const
     {
-        for (const Json& machine : machines_)
+        for (const Json& machine : machines)
         {
             for (const Json& slot : machine.at("slots"))
             {
@@ -114,7 +96,6 @@ class RealDesignations : public testing::Test
         EXPECT_TRUE(counts_.contains(rule + ": no match")) << rule;
     }
 
-    Json machines_ = Json::array();
     std::map<string, std::size_t> counts_;
 };
 
@@ -183,7 +164,7 @@ TEST_F(RealDesignations, AreComparedByBay)
 
 TEST_F(RealDesignations, AreComparedBySocket)
 {
-    for (const Json& machine : machines_)
+    for (const Json& machine : machines)
     {
         for (const Json& processor : machine.at("processors"))
         {
@@ -253,7 +234,7 @@ TEST_F(RealDesignations, GoThroughBothPassesOfEachMachine)
 {
     std::size_t slots = 0;
     std::map<string, std::size_t> paired;
-    for (const Json& machine : machines_)
+    for (const Json& machine : machines)
     {
         resetStore();
         store(machine);

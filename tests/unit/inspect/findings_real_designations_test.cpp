@@ -1,19 +1,17 @@
 // What real servers call their slots and sockets, taken through explain and check.
 //
-// The names come from a file that is not part of this tree, as for match_real_designations: without
-// it the tests are skipped. Beside each machine stands a platform that knows its slots by their
-// identifiers and its processors by their number, and whose objects carry what the daemon would
-// write. The verdicts and the findings are counted.
+// Beside each machine stands a platform that knows its slots by their identifiers and its processors
+// by their number, and whose objects carry what the daemon would write. The verdicts and the findings
+// are counted.
 
 #include "base/names.hpp"
 #include "inspect/explain.hpp"
 #include "inspect/findings.hpp"
+#include "real_designations.hpp"
 #include "worlds.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <iostream>
 
 namespace
@@ -89,23 +87,8 @@ void print(const char* title, const Counts& counts)
     }
 }
 
-class RealDesignations : public testing::Test
+class RealDesignations : public RealDesignationsTest
 {
-  protected:
-    void SetUp() override
-    {
-        const char* named = std::getenv("HWINV_REAL_DESIGNATIONS");
-        const std::filesystem::path file =
-            named != nullptr ? named : SOURCE_ROOT "/../shared/real-designations.json";
-        std::ifstream stream(file);
-        if (!stream)
-        {
-            GTEST_SKIP() << "there is no " << file;
-        }
-        machines = Json::parse(stream).at("machines");
-    }
-
-    Json machines = Json::array();
 };
 
 TEST_F(RealDesignations, AreExplainedOneByOne)
