@@ -13,6 +13,9 @@
 #include <dlfcn.h>
 #include <new>
 
+// A sanitizer allocates before it can look at anybody's code.
+#define BEFORE_ANY_CHECK __attribute__((no_sanitize("address", "thread", "undefined")))
+
 namespace
 {
 
@@ -21,7 +24,7 @@ thread_local bool happened = false;
 thread_local std::size_t toSpare = 0;
 thread_local std::size_t toFail = 0;
 
-bool failsNow()
+BEFORE_ANY_CHECK bool failsNow()
 {
     if (!armed || failing_allocation::uncounted != 0)
     {
@@ -51,7 +54,7 @@ struct Behind
 Behind behind;
 bool looking = false;
 
-const Behind& allocatorBehind()
+BEFORE_ANY_CHECK const Behind& allocatorBehind()
 {
     if (behind.realloc == nullptr && !looking)
     {
@@ -68,7 +71,7 @@ alignas(std::max_align_t) char early[4096];
 std::size_t earlyUsed = 0;
 
 /** Zeroed, for a start-up that allocates once or twice. */
-void* earlyMemory(std::size_t size)
+BEFORE_ANY_CHECK void* earlyMemory(std::size_t size)
 {
     const std::size_t whole =
         (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
@@ -81,7 +84,7 @@ void* earlyMemory(std::size_t size)
     return memory;
 }
 
-void* allocate(std::size_t size)
+BEFORE_ANY_CHECK void* allocate(std::size_t size)
 {
     const Malloc real = allocatorBehind().malloc;
     return real != nullptr ? real(size) : earlyMemory(size);
@@ -91,12 +94,12 @@ void* allocate(std::size_t size)
 
 extern "C"
 {
-    void* malloc(std::size_t size)
+    BEFORE_ANY_CHECK void* malloc(std::size_t size)
     {
         return failsNow() ? nullptr : allocate(size);
     }
 
-    void* calloc(std::size_t count, std::size_t size)
+    BEFORE_ANY_CHECK void* calloc(std::size_t count, std::size_t size)
     {
         if (failsNow())
         {
@@ -106,7 +109,7 @@ extern "C"
         return real != nullptr ? real(count, size) : earlyMemory(count * size);
     }
 
-    void* realloc(void* memory, std::size_t size)
+    BEFORE_ANY_CHECK void* realloc(void* memory, std::size_t size)
     {
         return failsNow() ? nullptr : allocatorBehind().realloc(memory, size);
     }

@@ -31,7 +31,8 @@ class Bench(unittest.TestCase):
         self.tree = pathlib.Path(tempfile.mkdtemp(prefix="bench-"))
         self.addCleanup(shutil.rmtree, self.tree)
         (self.tree / "scripts").mkdir()
-        shutil.copy(SOURCE / "scripts/bench", self.tree / "scripts")
+        for name in ("bench", "build_environment"):
+            shutil.copy(SOURCE / "scripts" / name, self.tree / "scripts")
         program(self.tree / "scripts/bootstrap", 'echo "bootstrap $*" >>calls')
         for name in ("meson", "ninja"):
             program(self.tree / "bin" / name, f'echo "{name} $*" >>calls')

@@ -37,7 +37,7 @@ using machine::Event;
 using Texts = std::vector<std::string>;
 
 // A moment of the default suite; the slow one asks for a million.
-constexpr std::uint64_t defaultRounds = 100'000;
+constexpr std::uint64_t defaultRounds = 50'000;
 
 /** A queue of the daemon, and what has to be on it. */
 struct Queue
