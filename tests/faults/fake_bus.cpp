@@ -172,6 +172,12 @@ void FakeBus::wake() const
     }
 }
 
+bool FakeBus::waitForClients(std::size_t count, std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] { return clients_.size() == count; });
+}
+
 void FakeBus::run()
 {
     while (true)

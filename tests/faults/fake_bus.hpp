@@ -63,6 +63,9 @@ class FakeBus
 
     std::vector<WireMessage> calls(const std::string& member);
 
+    /** Waits until so many connections are open; false when the time ran out. */
+    bool waitForClients(std::size_t count, std::chrono::milliseconds limit);
+
   private:
     struct Client
     {

@@ -8,6 +8,7 @@
 #include "faults/fake_bus.hpp"
 #include "faults/kit/fault_test.hpp"
 
+#include <cstddef>
 #include <string>
 
 namespace faults
@@ -15,6 +16,9 @@ namespace faults
 
 /** Who sends the signals: on this bus a client is whatever it says. */
 inline constexpr const char* serviceConnection = ":1.50";
+
+/** Main's and the subscription's; that of a discovery ends with it. */
+inline constexpr std::size_t lastingConnections = 2;
 
 class RawFaults : public kit::FaultTest
 {

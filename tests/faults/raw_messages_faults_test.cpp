@@ -312,6 +312,7 @@ TEST_F(RawMessages, M5ListNamesOfAnotherKind)
     EXPECT_TRUE(daemon().log().waitFor(failed, kit::patience));
     ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
     ASSERT_TRUE(fake.waitForCalls("AddMatch", 8, kit::patience));
+    ASSERT_TRUE(fake.waitForClients(faults::lastingConnections, kit::patience));
     noteDescriptors();
     expectHealthy();
 }

@@ -118,6 +118,17 @@ class Machine:
             child.stdout.close()
 
 
+def all_of(terminal):
+    """What was written to a terminal whose other end is closed; it comes in pieces."""
+    written = b""
+    while True:
+        try:
+            piece = os.read(terminal, 65536)
+        except OSError:  # how a terminal says that this was all
+            return written
+        written += piece
+
+
 # The document.
 
 
@@ -265,7 +276,7 @@ class OnCaptures(unittest.TestCase):
                                   stdout=subprocess.PIPE, stderr=end, text=True, cwd=INVENTORIES,
                                   timeout=LIMIT, check=False, env=environment())
             os.close(end)
-            shown = os.read(terminal, 65536).decode()
+            shown = all_of(terminal).decode()
         finally:
             os.close(terminal)
         steps = [step for step in shown.split("\r") if step.startswith("[")]
