@@ -16,6 +16,7 @@
 #include <memory>
 #include <ostream>
 #include <regex>
+#include <thread>
 
 namespace kit
 {
@@ -176,7 +177,8 @@ class Policy : public testing::TestWithParam<kit::BusKind>
     void startDaemon()
     {
         const std::string copy = bus_->folder() + "/kov_hwinv";
-        std::filesystem::copy_file(kit::daemonProgram(), copy);
+        std::filesystem::copy_file(kit::daemonProgram(), copy,
+                                   std::filesystem::copy_options::skip_existing);
         const std::string wrapper = bus_->folder() + "/as-its-user";
         std::ofstream(wrapper) << "#!/bin/sh\nexec " << asUser(user_) << " " << copy << "\n";
         std::filesystem::permissions(wrapper, std::filesystem::perms(0755));
@@ -224,13 +226,37 @@ class Policy : public testing::TestWithParam<kit::BusKind>
     }
 
     /** When there are `count` of them, or what there is when the time has run out. */
-    std::vector<std::string> waitForConnections(std::size_t count)
+    std::vector<std::string> waitForConnections(std::size_t count, std::chrono::seconds limit)
     {
-        const auto deadline = std::chrono::steady_clock::now() + kit::patience;
+        const auto deadline = std::chrono::steady_clock::now() + limit;
         auto found = daemonConnections();
         while (found.size() < count && std::chrono::steady_clock::now() < deadline)
         {
+            std::this_thread::sleep_for(5ms); // the bus does not tell whose a new connection is
             found = daemonConnections();
+        }
+        return found;
+    }
+
+    /** Starts the daemon; its connections while its discovery waits for the SMBIOS service, that of
+     *  the discovery and that of the subscription's thread among them. A busy machine may miss that
+     *  moment, and gets a longer one. */
+    std::vector<std::string> connectionsDuringDiscovery()
+    {
+        std::vector<std::string> found;
+        for (const auto moment : {2s, 8s, 32s})
+        {
+            smbios_->addFault({"GetManagedObjects", "", sim::Delay{moment}, 1});
+            startDaemon();
+            const auto asked = [](const rig::LogLine& line)
+            { return line.function == "GetManagedObjsSMBIOS"; };
+            EXPECT_TRUE(daemon_->log().waitFor(asked, kit::patience));
+            found = waitForConnections(3, moment);
+            if (found.size() == 3)
+            {
+                break;
+            }
+            daemon_.reset();
         }
         return found;
     }
@@ -281,14 +307,8 @@ TEST_P(Policy, KeepsForgedSignalsOutAndLetsGenuineOnesIn)
 
 TEST_P(Policy, KeepsThemOutDuringDiscovery)
 {
-    smbios_->addFault({"GetManagedObjects", "", sim::Delay{2s}, 1});
     publish(sim::makeInventory(2, 1));
-    startDaemon();
-    ASSERT_TRUE(daemon_->log().waitFor([](const rig::LogLine& line)
-                                       { return line.function == "GetManagedObjsSMBIOS"; },
-                                       kit::patience));
-    // The subscription's connection is made by a thread of its own and may be the last one.
-    const auto connections = waitForConnections(3);
+    const auto connections = connectionsDuringDiscovery();
     ASSERT_EQ(connections.size(), 3u);
     forgeTo(connections);
     settle();
