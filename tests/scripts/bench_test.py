@@ -31,7 +31,7 @@ class Bench(unittest.TestCase):
         self.tree = pathlib.Path(tempfile.mkdtemp(prefix="bench-"))
         self.addCleanup(shutil.rmtree, self.tree)
         (self.tree / "scripts").mkdir()
-        for name in ("bench", "build_environment"):
+        for name in ("bench", "ccache_settings"):
             shutil.copy(SOURCE / "scripts" / name, self.tree / "scripts")
         program(self.tree / "scripts/bootstrap", 'echo "bootstrap $*" >>calls')
         for name in ("meson", "ninja"):

@@ -1,8 +1,8 @@
 // What real servers call their slots and sockets, taken through explain and check.
 //
-// Beside each machine stands a platform that knows its slots by their identifiers and its processors
-// by their number, and whose objects carry what the daemon would write. The verdicts and the findings
-// are counted.
+// Beside each machine stands a platform that knows its slots by their identifiers and its
+// processors by their number, and whose objects carry what the daemon would write. The verdicts and
+// the findings are counted.
 
 #include "base/names.hpp"
 #include "inspect/explain.hpp"
