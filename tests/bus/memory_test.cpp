@@ -131,7 +131,7 @@ class Memory : public kit::BusTest
     long before_ = 0;
 };
 
-// 10 MB of message; the environment asks for 31.
+// They make a signal of 10 MB; the slow suite asks for 31 MB.
 const auto manyProperties = static_cast<unsigned>(environment::number("HWINV_PROPERTIES", 100'000));
 
 TEST_F(Memory, OfALargeSignalIsGivenBack)

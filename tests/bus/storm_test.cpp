@@ -34,7 +34,7 @@ class Storm : public kit::BusTest
     }
 };
 
-// Slots of 12,000 signals and the rest to match, where the environment asks for 1,500.
+// The slow suite asks for 1,500 slots, which makes 12,000 signals; the other sizes follow.
 const unsigned slots = environment::slots(200);
 const unsigned cpus = 20;
 const unsigned manyCpus = std::max(slots / 4, cpus);
