@@ -23,8 +23,7 @@ using kit::Texts;
 
 const std::string completed = "Recovery: resync completed. Entering cool-down...";
 
-/** A sanitizer has its own work to do at the end. */
-const std::chrono::milliseconds endLimit = kit::sanitized() ? 4000ms : 200ms;
+constexpr auto endLimit = 200ms;
 
 class ResourceFaults : public RawFaults
 {
