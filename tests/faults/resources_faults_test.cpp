@@ -239,8 +239,7 @@ TEST_F(ResourceFaults, R6AMainLoopThatEndsWhileAllThreadsWork)
                                     .mainOnly = true,
                                     .whenArmed = true});
         startWith(preloads, {}, 1);
-        EXPECT_TRUE(daemon().waitForThreads(kit::allThreads + (faults::threadSanitizer ? 1 : 0),
-                                            kit::patience));
+        EXPECT_TRUE(waitForThreads());
         daemon().signal(kit::armSignal());
         expectEndWith(0);
     }
