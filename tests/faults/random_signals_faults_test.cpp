@@ -99,7 +99,7 @@ struct VariantWriter
     }
 };
 
-void appendProperties(sd_bus_message* message, const PropertyMap& properties)
+void appendProperties(sd_bus_message* message, const ReceivedProperties& properties)
 {
     require(sd_bus_message_open_container(message, 'a', "{sv}"));
     for (const auto& [name, value] : properties)

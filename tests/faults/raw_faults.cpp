@@ -54,6 +54,9 @@ RawFaults::RawFaults()
 
 void RawFaults::startOnFakeBus(const kit::Preloads& preloads)
 {
+    // What an earlier daemon has left behind must not be taken for this one's.
+    ASSERT_TRUE(fake.waitForClients(0, kit::patience));
+    fake.forgetCalls();
     startWith(preloads, {"DBUS_SYSTEM_BUS_ADDRESS=" + fake.address()});
 }
 

@@ -254,8 +254,7 @@ TEST_F(RawMessages, M5BytesThatAreNoMessage)
         if (seed.fate == Fate::connection)
         {
             startAndSubscribe();
-            fake.signal(seed.bytes);
-            fake.signal(std::string(64, 'x'));
+            fake.signal(seed.bytes + std::string(64, 'x'));
             expectHealthy(kit::allThreads, Descriptors::noMore);
             daemon().kill();
         }

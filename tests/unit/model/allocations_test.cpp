@@ -9,6 +9,7 @@
 #include "doubles/platform_daemon.hpp"
 #include "doubles/recorded_log.hpp"
 #include "doubles/records.hpp"
+#include "doubles/sample_objects.hpp"
 #include "doubles/test_message.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
@@ -36,11 +37,12 @@ using machine::Kind;
 using std::string;
 using Texts = std::vector<string>;
 
-constexpr std::array<void (*)(const string&, const PropertyMap&), machine::kindCount> inserts = {
-    InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
-    InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
-    InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
-    InsertKOVDCPUObj,
+constexpr std::array<void (*)(const string&, const ReceivedProperties&), machine::kindCount>
+    inserts = {
+        InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
+        InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
+        InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
+        InsertKOVDCPUObj,
 };
 
 constexpr std::array allKinds = {
@@ -139,7 +141,7 @@ void storeAll()
         for (const int number : {1, 2, 3})
         {
             state::mapOf(kind).insertObject(pathOf(kind, number),
-                                            machine::wholeObject(kind, number));
+                                            sample::kept(machine::wholeObject(kind, number)));
         }
     }
 }
@@ -218,7 +220,7 @@ class InsertMemory : public testing::TestWithParam<Kind>
   protected:
     const Kind kind = GetParam();
     const string path = pathOf(kind);
-    const PropertyMap whole = machine::wholeObject(kind, 1);
+    const ReceivedProperties whole = machine::wholeObject(kind, 1);
 
     void insertIt() const
     {
@@ -257,7 +259,8 @@ TEST_P(InsertMemory, storesWholeObjectsOnly)
             break;
         }
         const SharedObject object = state::mapOf(kind).findObject(path);
-        EXPECT_TRUE(object == nullptr ? takeRecoveryRequest() : object->properties == whole);
+        EXPECT_TRUE(object == nullptr ? takeRecoveryRequest()
+                                      : sample::received(object->properties) == whole);
     }
     resetStore();
 }
