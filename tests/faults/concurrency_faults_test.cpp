@@ -281,7 +281,9 @@ TEST_F(ConcurrencyFaults, C6AFloodOfAMillionSignalsLosesNone)
     child::Child process({.command = kit::daemonCommand(
                               {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address(), "DLOG_LEVEL=1"}),
                           .environment = {"JOURNAL_STREAM"},
-                          .streams = {.error = pipe.write.get()}});
+                          // A daemon that a launcher started outlives the test; it must not hold
+                          // our standard output.
+                          .streams = {.output = pipe.write.get(), .error = pipe.write.get()}});
     pipe.write.reset();
     Counter counter(stem);
     std::jthread reader(
