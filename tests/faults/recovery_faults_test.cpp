@@ -1,6 +1,6 @@
 /*
- * Requests for a resync under numbers and wake-ups that nobody expects. The clock is the test's; in
- * real time and with the program that ships, the schedule is in tests/bus/schedule_test.cpp.
+ * Requests for a resync under numbers and wake-ups that nobody expects. The clock is the test's;
+ * with the program that ships, the schedule is in schedule_faults_test.cpp.
  */
 #include "doubles/fake_clock.hpp"
 #include "doubles/fresh_store.hpp"

@@ -96,6 +96,7 @@ class World
 std::string World::start()
 {
     rig::Daemon daemon({.program = kit::daemonProgram(),
+                        .launcher = kit::daemonLauncher(),
                         .address = bus_.address(),
                         .logLevel = 1,
                         .environment = {},
