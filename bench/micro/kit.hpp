@@ -4,7 +4,7 @@
  */
 #pragma once
 
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <sdbusplus/message.hpp>
 

@@ -59,6 +59,7 @@ READ_ONLY = {
     "journalctl -u kov_hwinv": "service/kov_hwinv.service.in",
     "systemctl daemon-reload": "service/restart-with-platform.conf.in",
     "systemctl reenable kov_hwinv": "service/restart-with-platform.conf.in",
+    "scripts/test --faults --sandbox": "tests/machine/sandbox.py",
     ".ci/run": ".ci/run",
     "scripts/coverage": "scripts/coverage",
     "scripts/fuzz 60": "scripts/fuzz",

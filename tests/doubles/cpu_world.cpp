@@ -40,11 +40,11 @@ sdbusplus::exception::SdBusError busError()
 PropertyMap cpu_world::smbiosCpu(int number, const Handles& handles)
 {
     PropertyMap properties = sample::smbiosCpu("CPU" + numbered(number));
-    const auto add = [&](const char* name, const std::optional<std::uint16_t>& handle)
+    const auto add = [&](PropertyName name, const std::optional<std::uint16_t>& handle)
     {
         if (handle)
         {
-            properties[name] = *handle;
+            properties.insert_or_assign(name, *handle);
         }
     };
     add("L1CacheHandle", handles.l1);

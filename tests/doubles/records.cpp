@@ -24,7 +24,7 @@ SignalRecord removedRecord(const std::string& path, std::vector<std::string> int
 }
 
 SignalRecord changedRecord(const std::string& path, const std::string& interface,
-                           PropertyMap properties)
+                           ReceivedProperties properties)
 {
     SignalRecord record;
     record.type = SignalType::PropertiesChanged;

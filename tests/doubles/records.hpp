@@ -14,7 +14,7 @@
 SignalRecord addedRecord(const std::string& path, InterfaceMap interfaces);
 SignalRecord removedRecord(const std::string& path, std::vector<std::string> interfaces);
 SignalRecord changedRecord(const std::string& path, const std::string& interface,
-                           PropertyMap properties);
+                           ReceivedProperties properties);
 
 /** What waits in the queue, in order; takes it away. */
 std::vector<SignalRecord> takeRecords(MessageQueue& queue);

@@ -54,14 +54,78 @@ const std::vector<PropertyValue>& sample::everyType()
     return values;
 }
 
-PropertyMap sample::with(PropertyMap properties, const std::string& name, PropertyValue value)
+PropertyMap sample::with(PropertyMap properties, PropertyName name, PropertyValue value)
 {
     properties.insert_or_assign(name, std::move(value));
     return properties;
 }
 
-PropertyMap sample::without(PropertyMap properties, const std::string& name)
+PropertyMap sample::without(const PropertyMap& properties, std::string_view name)
 {
-    properties.erase(name);
-    return properties;
+    PropertyMap others;
+    for (const auto& [other, value] : properties)
+    {
+        if (!(other == name))
+        {
+            others.insert_or_assign(other, value);
+        }
+    }
+    return others;
+}
+
+PropertyMap sample::both(PropertyMap one, const PropertyMap& other)
+{
+    for (const auto& [name, value] : other)
+    {
+        one.insert_or_assign(name, value);
+    }
+    return one;
+}
+
+ReceivedProperties sample::received(const PropertyMap& properties)
+{
+    ReceivedProperties received;
+    for (const auto& [name, value] : properties)
+    {
+        received.emplace(name, value);
+    }
+    return received;
+}
+
+PropertyMap sample::kept(const ReceivedProperties& properties)
+{
+    constexpr PropertyName names[] = {
+        "BusNumber",
+        "SlotDesignation",
+        "SlotID",
+        "PCIClassCode",
+        "PCIeFQDD",
+        "PCIeLocatorInstanceNum",
+        "PCIeLocatorType",
+        "PCIeSubsystemId",
+        "PCIeSubsystemVendorId",
+        "Bus",
+        "FQDD",
+        "P2PSubsystemID",
+        "P2PSubsystemVendorID",
+        "Function0ClassCode",
+        "Function0SubsystemId",
+        "Function0SubsystemVendorId",
+        "L1CacheHandle",
+        "L2CacheHandle",
+        "L3CacheHandle",
+        "Socket",
+        "Handle",
+        "SlotNumber",
+        "TargetDevKey",
+    };
+    PropertyMap kept;
+    for (const PropertyName name : names)
+    {
+        if (const auto at = properties.find(std::string_view(name)); at != properties.end())
+        {
+            kept.insert_or_assign(name, at->second);
+        }
+    }
+    return kept;
 }

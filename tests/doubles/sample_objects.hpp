@@ -4,10 +4,11 @@
  */
 #pragma once
 
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sample
@@ -27,7 +28,16 @@ PropertyMap kovdCpu(const std::string& targetDevKey, std::uint16_t slotNumber);
 const std::vector<PropertyValue>& everyType();
 
 /** What PropertyMap::insert_or_assign does, as an expression. */
-PropertyMap with(PropertyMap properties, const std::string& name, PropertyValue value);
-PropertyMap without(PropertyMap properties, const std::string& name);
+PropertyMap with(PropertyMap properties, PropertyName name, PropertyValue value);
+PropertyMap without(const PropertyMap& properties, std::string_view name);
+
+/** The properties of two objects that share no name. */
+PropertyMap both(PropertyMap one, const PropertyMap& other);
+
+/** The same properties as a message brings them. */
+ReceivedProperties received(const PropertyMap& properties);
+
+/** Those of them that any insert keeps, as the store has them. */
+PropertyMap kept(const ReceivedProperties& properties);
 
 } // namespace sample

@@ -278,10 +278,12 @@ TEST_F(ConcurrencyFaults, C6AFloodOfAMillionSignalsLosesNone)
     const long signals = faults::rounds(20'000, 1'000'000);
     const std::string stem = std::string(sim::names::boardRoot) + "/pcie_flood_";
     child::Pipe pipe = child::makePipe();
-    child::Child process({.command = {kit::daemonProgram()},
-                          .environment = {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address(),
-                                          "DLOG_LEVEL=1", "JOURNAL_STREAM"},
-                          .streams = {.error = pipe.write.get()}});
+    child::Child process({.command = kit::daemonCommand(
+                              {"DBUS_SYSTEM_BUS_ADDRESS=" + bus.address(), "DLOG_LEVEL=1"}),
+                          .environment = {"JOURNAL_STREAM"},
+                          // A daemon that a launcher started outlives the test; it must not hold
+                          // our standard output.
+                          .streams = {.output = pipe.write.get(), .error = pipe.write.get()}});
     pipe.write.reset();
     Counter counter(stem);
     std::jthread reader(

@@ -164,6 +164,12 @@ std::vector<WireMessage> FakeBus::calls(const std::string& member)
     return found;
 }
 
+void FakeBus::forgetCalls()
+{
+    const std::lock_guard lock(mutex_);
+    calls_.clear();
+}
+
 void FakeBus::wake() const
 {
     if (write(wake_.write.get(), "", 1) < 0)

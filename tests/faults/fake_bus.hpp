@@ -62,6 +62,7 @@ class FakeBus
                       std::chrono::milliseconds limit);
 
     std::vector<WireMessage> calls(const std::string& member);
+    void forgetCalls();
 
     /** Waits until so many connections are open; false when the time ran out. */
     bool waitForClients(std::size_t count, std::chrono::milliseconds limit);

@@ -99,7 +99,7 @@ struct VariantWriter
     }
 };
 
-void appendProperties(sd_bus_message* message, const PropertyMap& properties)
+void appendProperties(sd_bus_message* message, const ReceivedProperties& properties)
 {
     require(sd_bus_message_open_container(message, 'a', "{sv}"));
     for (const auto& [name, value] : properties)
@@ -345,7 +345,7 @@ TEST(RandomSignals, M11LeaveWhatTheModelSays)
             recorded_requests::clear();
         }
     }
-    std::cout << count << " signals, " << broken << " of them broken\n";
+    std::cout << "[ MEASURED ] " << count << " signals, " << broken << " of them broken\n";
     resetStore();
 }
 

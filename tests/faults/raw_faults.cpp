@@ -54,6 +54,9 @@ RawFaults::RawFaults()
 
 void RawFaults::startOnFakeBus(const kit::Preloads& preloads)
 {
+    // What an earlier daemon has left behind must not be taken for this one's.
+    ASSERT_TRUE(fake.waitForClients(0, kit::patience));
+    fake.forgetCalls();
     startWith(preloads, {"DBUS_SYSTEM_BUS_ADDRESS=" + fake.address()});
 }
 
@@ -62,7 +65,7 @@ void RawFaults::startAndSubscribe(const kit::Preloads& preloads)
     startOnFakeBus(preloads);
     ASSERT_TRUE(fake.waitForCalls("AddMatch", matchRules, kit::patience));
     ASSERT_TRUE(fake.waitForCalls("GetManagedObjects", 3, kit::patience));
-    ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
+    ASSERT_TRUE(waitForThreads());
     ASSERT_TRUE(fake.waitForClients(lastingConnections, kit::patience));
     noteDescriptors();
 }

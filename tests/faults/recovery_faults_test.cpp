@@ -1,6 +1,6 @@
 /*
- * Requests for a resync under numbers and wake-ups that nobody expects. The clock is the test's; in
- * real time and with the program that ships, the schedule is in tests/bus/schedule_test.cpp.
+ * Requests for a resync under numbers and wake-ups that nobody expects. The clock is the test's;
+ * with the program that ships, the schedule is in schedule_faults_test.cpp.
  */
 #include "doubles/fake_clock.hpp"
 #include "doubles/fresh_store.hpp"
@@ -78,7 +78,7 @@ TEST_F(RecoveryFaults, C11AMillionRequestsAreOneResyncAndRequestsDuringItOneMore
     const auto begin = std::chrono::steady_clock::now();
     runTogether(fourThreads);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    std::cout << 4 * each << " requests in " << took.count() << " s\n";
+    std::cout << "[ MEASURED ] " << 4 * each << " requests in " << took.count() << " s\n";
     log.on(starting,
            [&]
            {

@@ -7,6 +7,7 @@
 #include "faults/kit/process.hpp"
 #include "kit/guarded_bus.hpp"
 #include "kit/own_root.hpp"
+#include "rig/settle.hpp"
 #include "sim/names.hpp"
 #include "sim/samples.hpp"
 #include "sim/value_message.hpp"
@@ -25,6 +26,9 @@ using namespace std::chrono_literals;
 
 constexpr long tolerance = 1024; // KiB
 constexpr std::size_t megabyte = 1U << 20U;
+
+/** What busctl says to whom the bus refuses a call. */
+const std::string refused = "Call failed: Access denied";
 
 /** The unique names of all connections of a process. */
 std::vector<std::string> connectionsOf(sd_bus* bus, pid_t pid)
@@ -228,6 +232,21 @@ class GuardedFaults : public testing::TestWithParam<kit::BusKind>
         kovd_->start();
     }
 
+    /** As the user who is meant to run it. */
+    std::unique_ptr<rig::Daemon> startAsItsUser() const
+    {
+        if (kit::daemonLauncher().empty())
+        {
+            return startAs("kov_hwinv");
+        }
+        return std::make_unique<rig::Daemon>(rig::DaemonOptions{.program = kit::daemonProgram(),
+                                                                .launcher = kit::daemonLauncher(),
+                                                                .address = bus_->address(),
+                                                                .logLevel = 1,
+                                                                .environment = {},
+                                                                .logFile = ""});
+    }
+
     /** As that user, from a folder which every user may enter. */
     std::unique_ptr<rig::Daemon> startAs(const std::string& name) const
     {
@@ -244,6 +263,77 @@ class GuardedFaults : public testing::TestWithParam<kit::BusKind>
                                                                 .logFile = ""});
     }
 
+    /** The daemon, when everything has paired. */
+    std::unique_ptr<rig::Daemon> startPaired()
+    {
+        auto daemon = startAsItsUser();
+        EXPECT_TRUE(kovd_->journal().waitForSets(kit::listsOf(2, 1).size(), kit::patience))
+            << kit::tailOf(daemon->log());
+        rig::settle(*observer_, *daemon, {kovd_.get(), smbios_.get()}, kit::patience);
+        return daemon;
+    }
+
+    /** A call of another user to whom nothing is allowed; what busctl says when it has failed. */
+    std::string refusalOf(const std::vector<std::string>& call) const
+    {
+        const kit::User nobody = kit::userNamed("nobody");
+        child::Pipe pipe = child::makePipe();
+        std::vector<std::string> command{"setpriv",
+                                         "--reuid=" + std::to_string(nobody.uid),
+                                         "--regid=" + std::to_string(nobody.gid),
+                                         "--clear-groups",
+                                         "busctl",
+                                         "--no-pager",
+                                         "--address=" + bus_->address(),
+                                         "call"};
+        command.insert(command.end(), call.begin(), call.end());
+        child::Child busctl({.command = command,
+                             .streams = {.output = pipe.write.get(), .error = pipe.write.get()}});
+        pipe.write.reset();
+        std::string said;
+        EXPECT_TRUE(child::readAll(pipe.read.get(), said, kit::patience));
+        EXPECT_EQ(busctl.finish(kit::patience), 1) << said;
+        return said.substr(0, said.find('\n'));
+    }
+
+    static std::vector<std::string> requestName()
+    {
+        const int replaceAndDoNotWait = 0x2 | 0x4;
+        return {"org.freedesktop.DBus",
+                "/org/freedesktop/DBus",
+                "org.freedesktop.DBus",
+                "RequestName",
+                "su",
+                rig::daemonName,
+                std::to_string(replaceAndDoNotWait)};
+    }
+
+    /** Owners, lists and what it has said are as they were, and a slot that comes again is paired.
+     */
+    void expectUnchanged(rig::Daemon& daemon, const std::vector<std::string>& owners,
+                         std::size_t lines)
+    {
+        EXPECT_TRUE(daemon.running());
+        EXPECT_EQ(allOwners(), owners);
+        EXPECT_EQ(observer_->allAssociations(), kit::listsOf(2, 1));
+        EXPECT_EQ(kovd_->journal().setCount(), kit::listsOf(2, 1).size());
+        daemon.catchUp();
+        EXPECT_EQ(daemon.log().size(), lines) << kit::tailOf(daemon.log());
+        const auto inventory = sim::makeInventory(2, 1);
+        const auto slot = *inventory.smbios.find(sim::smbiosSlotPath(1));
+        smbios_->removeObject(slot.first);
+        EXPECT_TRUE(kovd_->waitForAssociations(sim::kovdSlotPath(1), {}, kit::patience));
+        smbios_->addObject(slot.first, slot.second);
+        EXPECT_TRUE(kovd_->waitForAssociations(sim::kovdSlotPath(1), kit::inSlot(slot.first),
+                                               kit::patience));
+    }
+
+    std::vector<std::string> allOwners() const
+    {
+        return {observer_->ownerOf(rig::daemonName), observer_->ownerOf(sim::names::smbiosService),
+                observer_->ownerOf(sim::names::kovdService)};
+    }
+
     std::unique_ptr<kit::GuardedBus> bus_;
     std::unique_ptr<sim::Service> smbios_;
     std::unique_ptr<sim::Service> kovd_;
@@ -253,7 +343,7 @@ class GuardedFaults : public testing::TestWithParam<kit::BusKind>
 TEST_P(GuardedFaults, X2MegabytesDuringASetAreRefused)
 {
     const auto count = static_cast<unsigned>(faults::rounds(20, 200));
-    const auto daemon = startAs("kov_hwinv");
+    const auto daemon = startAsItsUser();
     ASSERT_TRUE(kovd_->journal().waitForSets(kit::listsOf(2, 1).size(), kit::patience))
         << kit::tailOf(daemon->log());
     kovd_->addFault({"Set", "", sim::Hang{}, 1});
@@ -282,9 +372,9 @@ TEST_P(GuardedFaults, X2MegabytesDuringASetAreRefused)
 
 TEST_P(GuardedFaults, X3ASecondDaemonOfAnotherUserChangesNothing)
 {
-    const auto daemon = startAs("kov_hwinv");
-    ASSERT_TRUE(observer_->waitForOwner(rig::daemonName, kit::patience));
-    const std::string owner = observer_->ownerOf(rig::daemonName);
+    const auto daemon = startPaired();
+    const auto owners = allOwners();
+    const std::size_t before = daemon->log().size();
     const auto second = startAs("nobody");
     const auto status = second->waitForEnd(kit::patience);
     ASSERT_TRUE(status.has_value()) << kit::tailOf(second->log());
@@ -293,8 +383,43 @@ TEST_P(GuardedFaults, X3ASecondDaemonOfAnotherUserChangesNothing)
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_TRUE(lines[1].text.starts_with("Caught an exception: sd_bus_request_name: "));
     EXPECT_NE(lines[1].text.find("AccessDenied"), std::string::npos) << lines[1];
-    EXPECT_EQ(observer_->ownerOf(rig::daemonName), owner);
-    EXPECT_TRUE(daemon->running());
+    expectUnchanged(*daemon, owners, before);
+}
+
+TEST_P(GuardedFaults, X3AnotherUserIsRefusedTheName)
+{
+    EXPECT_EQ(refusalOf(requestName()), refused);
+    EXPECT_EQ(observer_->ownerOf(rig::daemonName), "");
+    const auto daemon = startPaired();
+    const auto owners = allOwners();
+    const std::size_t lines = daemon->log().size();
+    const std::string said = refusalOf(requestName());
+    EXPECT_EQ(said, refused);
+    kit::measured(said);
+    expectUnchanged(*daemon, owners, lines);
+}
+
+TEST_P(GuardedFaults, X3AnotherUserIsRefusedCalls)
+{
+    const auto daemon = startPaired();
+    const auto owners = allOwners();
+    const std::size_t lines = daemon->log().size();
+    const std::string ours = "org.freedesktop.DBus.";
+    const std::vector<std::vector<std::string>> calls{
+        {ours + "Peer", "Ping"},
+        {ours + "Introspectable", "Introspect"},
+        {ours + "ObjectManager", "GetManagedObjects"}};
+    for (const std::string& name : {std::string(rig::daemonName), owners.front()})
+    {
+        for (const auto& call : calls)
+        {
+            const std::string said = refusalOf({name, "/", call.at(0), call.at(1)});
+            EXPECT_EQ(said, refused);
+        }
+        observer_->ping(name); // root may
+    }
+    kit::measured("refused under both names, answered to root");
+    expectUnchanged(*daemon, owners, lines);
 }
 
 INSTANTIATE_TEST_SUITE_P(On, GuardedFaults,

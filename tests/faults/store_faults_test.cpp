@@ -5,6 +5,7 @@
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
 #include "doubles/run_together.hpp"
+#include "doubles/sample_objects.hpp"
 #include "engines/find_association.hpp"
 #include "engines/pcie_smbios_search.hpp"
 #include "objects/pcie_objects.hpp"
@@ -101,12 +102,20 @@ TEST(StoreFaults, S10FourThreadsOnOneStore)
 {
     recorded_log::setLevel(0);
     runTogether({
-        [] {
-            forEach([](int number)
-                    { InsertSMBIOSPCIeSlotObj(smbiosPath(number), smbiosSlot(number)); });
+        []
+        {
+            forEach(
+                [](int number) {
+                    InsertSMBIOSPCIeSlotObj(smbiosPath(number),
+                                            sample::received(smbiosSlot(number)));
+                });
         },
         []
-        { forEach([](int number) { InsertKOVDPCIeSlotObj(kovdPath(number), kovdSlot(number)); }); },
+        {
+            forEach(
+                [](int number)
+                { InsertKOVDPCIeSlotObj(kovdPath(number), sample::received(kovdSlot(number))); });
+        },
         []
         {
             forEach(

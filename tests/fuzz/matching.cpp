@@ -20,16 +20,16 @@ namespace
 {
 
 /** Present, missing, or of a type that the rule does not expect. */
-void put(PropertyMap& properties, std::string_view name, Input& input, PropertyValue value)
+void put(PropertyMap& properties, PropertyName name, Input& input, PropertyValue value)
 {
     const unsigned choice = input.byte();
     if (choice == 0xff)
     {
-        properties.emplace(name, std::int64_t{1});
+        properties.insert_or_assign(name, std::int64_t{1});
     }
     else if (choice != 0xfe)
     {
-        properties.emplace(name, std::move(value));
+        properties.insert_or_assign(name, std::move(value));
     }
 }
 
@@ -52,10 +52,9 @@ void compareObjects(Input& input)
     put(kovd, names::targetDevKey, input, fqdd);
     put(kovd, names::slotNumber, input, instance);
     const Verdict verdict = CompareAssociationProperties(smbios, kovd, type);
-    if (const auto at = smbios.find(names::slotDesignation);
-        at != smbios.end() && std::holds_alternative<std::string>(at->second))
+    if (std::get_if<std::string>(smbios.find(names::slotDesignation)) != nullptr)
     {
-        at->second = toUpperCopy(designation);
+        smbios.insert_or_assign(names::slotDesignation, toUpperCopy(designation));
         const Verdict inUpperCase = CompareAssociationProperties(smbios, kovd, type);
         require(verdict.failed() == inUpperCase.failed(), "a designation's case decides nothing");
     }
@@ -140,7 +139,8 @@ void compareNumbers(Input& input)
 void compareCaches(Input& input)
 {
     PropertyMap cpu;
-    for (const auto name : {names::l1CacheHandle, names::l2CacheHandle, names::l3CacheHandle})
+    for (const PropertyName name : std::initializer_list<PropertyName>{
+             names::l1CacheHandle, names::l2CacheHandle, names::l3CacheHandle})
     {
         put(cpu, name, input, input.word());
     }

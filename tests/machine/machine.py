@@ -94,6 +94,9 @@ class Container:
         )
         self.leader = None
         wait_for(self._find_leader, 30, "the container's process 1")
+        self.wait_until_booted()
+
+    def wait_until_booted(self):
         wait_for(self._booted, 90, "the container's boot")
 
     def _find_leader(self):

@@ -32,8 +32,8 @@ struct Telling
 
 std::string valueText(const PropertyMap& properties, std::string_view name)
 {
-    const auto at = properties.find(name);
-    return std::string(name) + " " + (at == properties.end() ? "missing" : toText(at->second));
+    const PropertyValue* value = properties.find(name);
+    return std::string(name) + " " + (value == nullptr ? "missing" : toText(*value));
 }
 
 std::string designation(const Telling& told)
@@ -101,7 +101,7 @@ std::string sayPresent(const Telling& told)
     std::string missing;
     for (const auto& [properties, name] : propertiesRead(told))
     {
-        if (!properties->contains(name))
+        if (properties->find(name) == nullptr)
         {
             missing += (missing.empty() ? "" : ", ") + std::string(name);
         }
@@ -343,7 +343,7 @@ std::string sayMatchBriefly(Rule rule, const PropertyMap& first, const PropertyM
     {
         case Rule::slot:
             return "both name " + placeOf(told) + inBrackets(second, names::pcieFqdd) +
-                   ", both have identifier " + toText(first.find(names::slotId)->second);
+                   ", both have identifier " + toText(*first.find(names::slotId));
         case Rule::device:
             return "both name " + placeOf(told) + inBrackets(second, names::fqdd);
         case Rule::processor:
@@ -351,7 +351,7 @@ std::string sayMatchBriefly(Rule rule, const PropertyMap& first, const PropertyM
                    inBrackets(second, names::targetDevKey);
         case Rule::cache:
             CompareCacheAssocProps(second, first, handle);
-            return handle + " is " + toText(first.find(names::handle)->second);
+            return handle + " is " + toText(*first.find(names::handle));
     }
     return "";
 }

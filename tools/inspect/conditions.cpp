@@ -69,8 +69,8 @@ bool isBay(Rule rule, const PropertyMap& platform)
     {
         return textOf(platform, names::fqdd).find("Disk.Bay.") != std::string::npos;
     }
-    const auto locator = platform.find(names::pcieLocatorType);
-    return locator != platform.end() && locator->second == PropertyValue(std::uint8_t{9});
+    const PropertyValue* locator = platform.find(names::pcieLocatorType);
+    return locator != nullptr && *locator == PropertyValue(std::uint8_t{9});
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 #pragma once
 
 #include "engines/verdict.hpp"
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <string>
 #include <string_view>

@@ -97,7 +97,7 @@ struct FailedInsert
 {
     InsertRow row;
     std::string path;
-    PropertyMap properties;
+    ReceivedProperties properties;
 };
 
 template <std::size_t N>
@@ -108,7 +108,7 @@ void insertAll(const sim::Objects& objects, const std::array<InsertRow, N>& rows
     {
         const std::string& path = objectPath;
         const auto insert =
-            [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
+            [&](const InsertRow& row, const std::string&, const ReceivedProperties& properties)
         {
             row.operation(path, properties);
             if (takeResyncRequest())

@@ -14,7 +14,7 @@
 #pragma once
 
 #include "inspect/world.hpp"
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <map>
 #include <optional>

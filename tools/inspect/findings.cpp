@@ -18,8 +18,7 @@ using Findings = std::vector<Finding>;
 
 const std::string* findText(const PropertyMap& properties, std::string_view name)
 {
-    const auto at = properties.find(name);
-    return at == properties.end() ? nullptr : std::get_if<std::string>(&at->second);
+    return std::get_if<std::string>(properties.find(name));
 }
 
 std::string shown(std::string_view name, const std::string& text)
@@ -57,9 +56,9 @@ void checkShared(const Machine& machine, Kind kind, std::string_view property, F
     std::map<std::string, std::vector<std::string>> byValue;
     for (const auto& [path, properties] : machine.outcome.of(kind))
     {
-        if (const auto at = properties.find(property); at != properties.end())
+        if (const PropertyValue* value = properties.find(property))
         {
-            byValue[toText(at->second)].push_back(path);
+            byValue[toText(*value)].push_back(path);
         }
     }
     for (const auto& [value, paths] : byValue)
@@ -136,13 +135,12 @@ void checkTokens(const Machine& machine, Findings& findings)
 /** The condition at which the daemon's rule refuses a slot that differs in nothing but texts. */
 Condition probeSlot(const PropertyMap& platform, const std::string& designation)
 {
-    const auto instance = platform.find(names::pcieLocatorInstanceNum);
-    if (instance == platform.end())
+    const PropertyValue* instance = platform.find(names::pcieLocatorInstanceNum);
+    if (instance == nullptr)
     {
         return Condition::propertiesPresent;
     }
-    const PropertyMap smbios{{std::string(names::slotId), instance->second},
-                             {std::string(names::slotDesignation), designation}};
+    const PropertyMap smbios{{names::slotId, *instance}, {names::slotDesignation, designation}};
     return verdictOf(Rule::slot, smbios, platform).failed();
 }
 
@@ -216,10 +214,10 @@ void checkCaches(const Machine& machine, Findings& findings)
         {
             continue;
         }
-        const auto handle = cache.find(names::handle);
+        const PropertyValue* handle = cache.find(names::handle);
         findings.push_back({"cache-unnamed", Severity::warning, path,
                             "No processor names its handle, " +
-                                (handle == cache.end() ? "none" : toText(handle->second)) + ".",
+                                (handle == nullptr ? "none" : toText(*handle)) + ".",
                             "Put the handle into L1CacheHandle, L2CacheHandle or L3CacheHandle of "
                             "its processor."});
     }
@@ -229,17 +227,17 @@ void checkKeys(const Machine& machine, Findings& findings)
 {
     for (const auto& [path, properties] : machine.outcome.of(Kind::kovdCpu))
     {
-        const auto number = properties.find(names::slotNumber);
-        if (number == properties.end())
+        const PropertyValue* number = properties.find(names::slotNumber);
+        if (number == nullptr)
         {
             continue;
         }
-        const PropertyMap socket{{std::string(names::socket), "CPU" + toText(number->second)}};
+        const PropertyMap socket{{names::socket, "CPU" + toText(*number)}};
         if (verdictOf(Rule::processor, socket, properties).failed() == Condition::socketIsKey)
         {
             findings.push_back(
                 {"cpu-key", Severity::error, path,
-                 "SlotNumber " + toText(number->second) + " and " +
+                 "SlotNumber " + toText(*number) + " and " +
                      shown(names::targetDevKey, *findText(properties, names::targetDevKey)) +
                      " name two sockets: it is never paired.",
                  "Let the key's third token be the slot number, without zeros "

@@ -18,16 +18,10 @@ namespace
 struct Change
 {
     bool onSmbios;
-    std::string property;
+    PropertyName property;
     PropertyValue value;
 };
 using Changes = std::vector<Change>;
-
-const PropertyValue* find(const PropertyMap& properties, std::string_view name)
-{
-    const auto at = properties.find(name);
-    return at == properties.end() ? nullptr : &at->second;
-}
 
 /** Descriptors that name what the designation names. */
 void addDescriptors(const std::string& designation, const std::string& fqdd, Changes& changes)
@@ -38,7 +32,7 @@ void addDescriptors(const std::string& designation, const std::string& fqdd, Cha
     {
         return;
     }
-    const std::string property(names::pcieFqdd);
+    constexpr PropertyName property(names::pcieFqdd);
     const std::string slot = std::to_string(named.slot);
     const FqddTokens tokens = splitFqdd(fqdd);
     if (tokens.count >= 3)
@@ -57,7 +51,7 @@ void addDescriptors(const std::string& designation, const std::string& fqdd, Cha
 /** Designations that name what the descriptor names. */
 void addDesignations(const std::string& fqdd, Changes& changes)
 {
-    const std::string property(names::slotDesignation);
+    constexpr PropertyName property(names::slotDesignation);
     DiskBay bay;
     if (parseDiskBayFqdd(fqdd, bay) && bay.disk != -1 && bay.enclosure != -1)
     {
@@ -75,17 +69,17 @@ void addDesignations(const std::string& fqdd, Changes& changes)
 Changes slotChanges(const PropertyMap& smbios, const PropertyMap& platform)
 {
     Changes changes;
-    if (const PropertyValue* instance = find(platform, names::pcieLocatorInstanceNum))
+    if (const PropertyValue* instance = platform.find(names::pcieLocatorInstanceNum))
     {
-        changes.push_back({true, std::string(names::slotId), *instance});
+        changes.push_back({true, names::slotId, *instance});
     }
-    if (const PropertyValue* slotId = find(smbios, names::slotId))
+    if (const PropertyValue* slotId = smbios.find(names::slotId))
     {
-        changes.push_back({false, std::string(names::pcieLocatorInstanceNum), *slotId});
+        changes.push_back({false, names::pcieLocatorInstanceNum, *slotId});
     }
     for (const std::uint8_t locator : {std::uint8_t{6}, std::uint8_t{9}})
     {
-        changes.push_back({false, std::string(names::pcieLocatorType), locator});
+        changes.push_back({false, names::pcieLocatorType, locator});
     }
     const std::string fqdd = textOf(platform, names::pcieFqdd);
     addDescriptors(textOf(smbios, names::slotDesignation), fqdd, changes);
@@ -112,12 +106,12 @@ Changes processorChanges(const PropertyMap& smbios, const PropertyMap& platform)
     }
     const std::string key = textOf(platform, names::targetDevKey);
     const FqddTokens tokens = splitFqdd(key);
-    changes.push_back({true, std::string(names::socket), "CPU" + socketNumber});
-    changes.push_back({false, std::string(names::slotNumber),
-                       static_cast<std::uint16_t>(std::stoi(socketNumber))});
+    changes.push_back({true, names::socket, "CPU" + socketNumber});
+    changes.push_back(
+        {false, names::slotNumber, static_cast<std::uint16_t>(std::stoi(socketNumber))});
     if (tokens.count >= 2)
     {
-        changes.push_back({false, std::string(names::targetDevKey),
+        changes.push_back({false, names::targetDevKey,
                            std::string(tokens.token[0]) + "." + std::string(tokens.token[1]) + "." +
                                socketNumber});
     }
@@ -203,7 +197,7 @@ std::optional<NearMiss> nearest(const Pairing& pairing, const ObjectsOfKind::val
                     failed,
                     say(pairing.rule, failed, false, smbios->second, platform.second),
                     change->onSmbios ? smbios->first : platform.first,
-                    change->property,
+                    std::string(change->property),
                     toText(change->value)};
         }
     }

@@ -39,16 +39,16 @@ std::string detailOf(const Machine& machine, const std::string& path, Kind kind)
     {
         return "";
     }
-    const auto property = object->second.find(telling[static_cast<std::size_t>(kind)]);
-    if (property == object->second.end())
+    const PropertyValue* value = object->second.find(telling[static_cast<std::size_t>(kind)]);
+    if (value == nullptr)
     {
         return "";
     }
-    if (const auto* text = std::get_if<std::string>(&property->second))
+    if (const auto* text = std::get_if<std::string>(value))
     {
         return *text;
     }
-    return (kind == Kind::smbiosCache ? "handle " : "") + toText(property->second);
+    return (kind == Kind::smbiosCache ? "handle " : "") + toText(*value);
 }
 
 Node nodeOf(const Machine& machine, const std::string& path, Kind kind, const std::string& state)

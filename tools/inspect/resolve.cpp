@@ -30,8 +30,8 @@ std::vector<std::string> withNumber(const ObjectsOfKind& objects, std::string_vi
     std::vector<std::string> found;
     for (const auto& [path, properties] : objects)
     {
-        const auto at = properties.find(property);
-        if (at != properties.end() && toText(at->second) == number)
+        const PropertyValue* value = properties.find(property);
+        if (value != nullptr && toText(*value) == number)
         {
             found.push_back(path);
         }

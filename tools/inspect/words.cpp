@@ -22,8 +22,7 @@ std::string counted(std::size_t number, const std::string& noun)
 
 std::string textOf(const PropertyMap& properties, std::string_view name)
 {
-    const auto at = properties.find(name);
-    const auto* text = at == properties.end() ? nullptr : std::get_if<std::string>(&at->second);
+    const auto* text = std::get_if<std::string>(properties.find(name));
     return text == nullptr ? "" : *text;
 }
 

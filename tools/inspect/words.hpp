@@ -6,7 +6,7 @@
 #pragma once
 
 #include "sim/value.hpp"
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <cstddef>
 #include <string>

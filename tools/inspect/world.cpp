@@ -153,7 +153,7 @@ InterfaceMap toInterfaceMap(const sim::Interfaces& interfaces)
     InterfaceMap map;
     for (const auto& [interface, properties] : interfaces)
     {
-        PropertyMap& mine = map[interface];
+        ReceivedProperties& mine = map[interface];
         for (const auto& [name, value] : properties)
         {
             mine.emplace(name, toPropertyValue(value));

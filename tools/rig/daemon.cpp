@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
 #include <string_view>
+#include <sys/syscall.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -25,6 +28,9 @@ constexpr int pipeSize = 1 << 20;
 
 constexpr std::chrono::milliseconds betweenLooks{2};
 
+/** What a launcher may take to start the daemon, and to end behind it. */
+constexpr std::chrono::seconds launchLimit{30};
+
 /** Ours, with what of it is meant for the daemon set or taken away. */
 std::vector<std::string> environmentFor(const DaemonOptions& options)
 {
@@ -36,6 +42,21 @@ std::vector<std::string> environmentFor(const DaemonOptions& options)
     };
     environment.insert(environment.end(), options.environment.begin(), options.environment.end());
     return environment;
+}
+
+/** Its own environment stays ours: what is preloaded into the daemon must not get into it. */
+std::vector<std::string> launcherCommand(const DaemonOptions& options)
+{
+    std::vector<std::string> command{options.launcher};
+    for (const std::string& variable : environmentFor(options))
+    {
+        if (variable.find('=') != std::string::npos)
+        {
+            command.push_back(variable);
+        }
+    }
+    command.push_back(options.program);
+    return command;
 }
 
 child::Descriptor openCopy(const std::string& file)
@@ -55,8 +76,9 @@ child::Descriptor openCopy(const std::string& file)
 } // namespace
 
 Daemon::Daemon(const DaemonOptions& options)
-    : buffer_(pipeSize), child_(start(options)), copy_(openCopy(options.logFile)),
-      reader_([this] { drain(); })
+    : buffer_(pipeSize), child_(start(options)),
+      pid_(options.launcher.empty() ? child_.pid() : launchedPid()),
+      copy_(openCopy(options.logFile)), reader_([this] { drain(); })
 {
 }
 
@@ -73,8 +95,15 @@ try
     fcntl(pipe.read.get(), F_SETFL, O_NONBLOCK);
     fcntl(pipe.read.get(), F_SETPIPE_SZ, pipeSize);
     pipe_ = std::move(pipe.read);
-    // It prints nothing; a copy of our standard output would keep whoever reads that waiting.
     const int log = pipe.write.get();
+    if (!options.launcher.empty())
+    {
+        child::Pipe told = child::makePipe();
+        told_ = std::move(told.read);
+        return child::Child({.command = launcherCommand(options),
+                             .streams = {.output = told.write.get(), .error = log}});
+    }
+    // It prints nothing; a copy of our standard output would keep whoever reads that waiting.
     return child::Child({.command = {options.program},
                          .environment = environmentFor(options),
                          .streams = {.output = log, .error = log}});
@@ -82,6 +111,43 @@ try
 catch (const std::system_error& error)
 {
     throw sim::Error(error.what());
+}
+
+/** Known from the launcher; when the daemon has ended since, nothing can be sent to it. */
+pid_t Daemon::launchedPid()
+{
+    std::string told;
+    child::readUntil(told_.get(), told, "\n", launchLimit);
+    const pid_t pid = std::atoi(told.c_str());
+    if (pid <= 0)
+    {
+        const auto reason = child::readSome(pipe_.get(), child::Clock::now());
+        throw sim::Error("the launcher did not start the daemon: " + reason.value_or(told));
+    }
+    launched_ = child::Descriptor{static_cast<int>(syscall(SYS_pidfd_open, pid, 0))};
+    return pid;
+}
+
+void Daemon::signal(int number)
+{
+    if (launched_.get() >= 0)
+    {
+        syscall(SYS_pidfd_send_signal, launched_.get(), number, nullptr, 0);
+    }
+    else if (pid_ == child_.pid())
+    {
+        child_.signal(number);
+    }
+}
+
+void Daemon::kill()
+{
+    if (pid_ != child_.pid())
+    {
+        signal(SIGKILL);
+        child_.waitForEnd(launchLimit);
+    }
+    child_.kill();
 }
 
 void Daemon::drain()

@@ -27,6 +27,11 @@ struct DaemonOptions
 {
     std::string program;
 
+    /** Starts `program` somewhere else, such as in a sandbox; none when empty. It gets the daemon's
+     *  environment and program as env(1) does, hands its own standard error on, writes the daemon's
+     *  process id as a line to its own standard output, and ends as the daemon does. */
+    std::string launcher = {};
+
     /** Its DBUS_SYSTEM_BUS_ADDRESS. */
     std::string address;
 
@@ -51,7 +56,7 @@ class Daemon
 
     pid_t pid() const
     {
-        return child_.pid();
+        return pid_;
     }
 
     /** The lines read so far. */
@@ -64,10 +69,7 @@ class Daemon
     void catchUp() const;
 
     /** Sends a signal; does nothing when the daemon has ended. */
-    void signal(int number)
-    {
-        child_.signal(number);
-    }
+    void signal(int number);
 
     /** True as long as the process has not ended by itself or by kill(). */
     bool running()
@@ -80,10 +82,7 @@ class Daemon
     std::optional<int> waitForEnd(std::chrono::milliseconds limit);
 
     /** Ends the process now. */
-    void kill()
-    {
-        child_.kill();
-    }
+    void kill();
 
     /** Whether an emulator runs it, because it was built for another machine. Known once it has
      *  written a line. */
@@ -97,6 +96,7 @@ class Daemon
 
   private:
     child::Child start(const DaemonOptions& options);
+    pid_t launchedPid();
     void drain();
     bool readWhatIsThere() const;
 
@@ -105,7 +105,10 @@ class Daemon
     mutable std::vector<char> buffer_;
 
     child::Descriptor pipe_;
-    child::Child child_;
+    child::Descriptor told_;     // what a launcher writes
+    child::Descriptor launched_; // the daemon, when it is not the child
+    child::Child child_;         // the daemon or its launcher
+    pid_t pid_;                  // the daemon's
     child::Descriptor copy_;
     std::thread reader_;
 };

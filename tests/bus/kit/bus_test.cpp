@@ -54,6 +54,20 @@ std::string daemonProgram()
     return other != nullptr ? other : BUILT_DAEMON;
 }
 
+std::string daemonLauncher()
+{
+    const char* launcher = std::getenv("HWINV_LAUNCHER");
+    return launcher != nullptr ? launcher : "";
+}
+
+std::vector<std::string> daemonCommand(std::vector<std::string> environment)
+{
+    const std::string launcher = daemonLauncher();
+    environment.insert(environment.begin(), launcher.empty() ? "env" : launcher);
+    environment.push_back(daemonProgram());
+    return environment;
+}
+
 std::string tailOf(const rig::Log& log)
 {
     const std::size_t size = log.size();
@@ -89,6 +103,7 @@ rig::Daemon& BusTest::startDaemon(const std::vector<std::string>& environment, i
 {
     daemon_ = std::make_unique<rig::Daemon>(rig::DaemonOptions{
         .program = daemonProgram(),
+        .launcher = daemonLauncher(),
         .address = bus.address(),
         .logLevel = logLevel,
         .environment = environment,

@@ -51,6 +51,14 @@ Lists listsOf(unsigned slots, unsigned cpus = 0);
 /** The program under test: the one just built, or what HWINV_DAEMON names. */
 std::string daemonProgram();
 
+/** What starts it somewhere else than here, as HWINV_LAUNCHER names it (rig/daemon.hpp says what it
+ *  has to do); empty when the daemon is a child of the test. */
+std::string daemonLauncher();
+
+/** The command that runs it with this environment (each NAME=VALUE), by the launcher when there is
+ *  one. */
+std::vector<std::string> daemonCommand(std::vector<std::string> environment);
+
 class BusTest : public testing::Test
 {
   protected:

@@ -5,12 +5,13 @@
 // and ppoll. So hours of a schedule pass in seconds, and the program cannot tell. Timers of the
 // kernel and the wall clock keep their pace.
 //
-// With HWINV_EARLY=N each N-th timed wait on a condition variable returns at once, as such a wait
-// may at any time.
+// With HWINV_EARLY=N each N-th timed wait on a condition variable returns when half of its time is
+// left, as such a wait may at any time.
 //
 // Any thread; takes no lock.
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <dlfcn.h>
@@ -127,12 +128,15 @@ extern "C"
         {
             return real(condition, mutex, clock, deadline);
         }
+        const Nanoseconds realDeadline = unwarped(toNumber(*deadline));
         if (wakesEarly())
         {
-            return 0;
+            const timespec halfway = toTime(realDeadline - (realDeadline - realNow()) / 2);
+            const int result = real(condition, mutex, clock, &halfway);
+            return result == ETIMEDOUT ? 0 : result;
         }
-        const timespec realDeadline = toTime(unwarped(toNumber(*deadline)));
-        return real(condition, mutex, clock, &realDeadline);
+        const timespec atDeadline = toTime(realDeadline);
+        return real(condition, mutex, clock, &atDeadline);
     }
 
     int poll(pollfd* files, nfds_t count, int milliseconds)

@@ -122,7 +122,8 @@ TEST(CompareCacheAssocProps, throwsAtAHandleOfAnotherType)
         SCOPED_TRACE(value.index());
         EXPECT_THROW(compare(smbiosCpu(1, {1, 2, 3}), {{"Handle", value}}),
                      std::bad_variant_access);
-        for (const char* level : {"L1CacheHandle", "L2CacheHandle", "L3CacheHandle"})
+        for (const PropertyName level :
+             std::initializer_list<PropertyName>{"L1CacheHandle", "L2CacheHandle", "L3CacheHandle"})
         {
             EXPECT_THROW(compare(sample::with(smbiosCpu(1, {1, 2, 3}), level, value), cache(9)),
                          std::bad_variant_access);

@@ -15,7 +15,7 @@ void expectEachNeeded(const PropertyMap& properties, const auto& compared)
 {
     for (const auto& [name, rightValue] : properties)
     {
-        SCOPED_TRACE(name);
+        SCOPED_TRACE(std::string_view(name));
         recorded_log::clear();
         EXPECT_FALSE(compared(sample::without(properties, name)));
         EXPECT_EQ(recorded_log::summary(), Lines{});

@@ -1,7 +1,7 @@
 /* What the tests of CompareAssociationProperties share. */
 #pragma once
 
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <string>
 #include <vector>

@@ -8,6 +8,7 @@
 #include "doubles/recorded_requests.hpp"
 #include "doubles/records.hpp"
 #include "doubles/run_together.hpp"
+#include "doubles/sample_objects.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "intake/workers.hpp"
 
@@ -32,7 +33,8 @@ const AssociationList whole = {cpuTupleOf(cpu1), cacheTupleOf("L1CacheHandle", c
 
 void addSmbios(const string& path, string_view interface, const PropertyMap& properties)
 {
-    processSmbiosRecord(UTIL_SITE, addedRecord(path, {{string(interface), properties}}));
+    processSmbiosRecord(UTIL_SITE,
+                        addedRecord(path, {{string(interface), sample::received(properties)}}));
 }
 
 void removeSmbios(const string& path, string_view interface)
@@ -47,8 +49,8 @@ void addSmbiosSide()
 
 void addKovdSide()
 {
-    processKovdRecord(UTIL_SITE,
-                      addedRecord(kovd1, {{string(names::kovdItemInterface), kovdCpu(1)}}));
+    processKovdRecord(UTIL_SITE, addedRecord(kovd1, {{string(names::kovdItemInterface),
+                                                      sample::received(kovdCpu(1))}}));
 }
 
 void addCaches()

@@ -197,9 +197,7 @@ TEST(FindAssociation, searchesByItselfForADeviceWithoutAPairedParent)
 {
     smbiosPCIeSlotObjs.insertObject(smbios1, smbiosSlot(1));
     kovdPCIeSlotObjs.insertObject(slot1, kovdSlot(1)); // stored, but not paired
-    PropertyMap properties = kovdDevice(2);
-    properties.merge(kovdSlot(1));
-    kovdPCIeDeviceObjs.insertObject(device1, properties);
+    kovdPCIeDeviceObjs.insertObject(device1, sample::both(kovdDevice(2), kovdSlot(1)));
     FindAssociation(fromKovd, device, device1);
     EXPECT_EQ(recorded_requests::all(), Requests{paired(device1, smbios1)});
     EXPECT_TRUE(isPair(smbios1, device1));

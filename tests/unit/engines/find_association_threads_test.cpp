@@ -8,6 +8,7 @@
 #include "doubles/recorded_requests.hpp"
 #include "doubles/records.hpp"
 #include "doubles/run_together.hpp"
+#include "doubles/sample_objects.hpp"
 #include "engines/find_association.hpp"
 #include "intake/workers.hpp"
 
@@ -39,7 +40,7 @@ void addSmbiosSlots()
     {
         processSmbiosRecord(
             UTIL_SITE, addedRecord(smbiosPath(number), {{std::string(names::smbiosSlotInterface),
-                                                         smbiosSlot(number)}}));
+                                                         sample::received(smbiosSlot(number))}}));
     }
 }
 
@@ -48,8 +49,8 @@ void addKovdSlots()
     for (int number = slotCount; number >= 1; --number)
     {
         processKovdRecord(UTIL_SITE,
-                          addedRecord(kovdPath(number),
-                                      {{std::string(names::kovdSlotInterface), kovdSlot(number)}}));
+                          addedRecord(kovdPath(number), {{std::string(names::kovdSlotInterface),
+                                                          sample::received(kovdSlot(number))}}));
     }
 }
 

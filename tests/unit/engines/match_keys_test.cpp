@@ -57,8 +57,8 @@ TEST(keysOfSmbiosSlot, readsTheNumberThatTheSlotRuleCompares)
 TEST(keysOfSmbiosSlot, leavesOutWhatIsMissingOrMistyped)
 {
     const PropertyMap slot = smbiosSlot("PCIe SLOT 7");
-    const string slotId{names::slotId};
-    const string designation{names::slotDesignation};
+    constexpr PropertyName slotId{names::slotId};
+    constexpr PropertyName designation{names::slotDesignation};
     for (const PropertyMap& changed :
          {sample::without(slot, slotId), sample::with(slot, slotId, std::uint32_t{3})})
     {
@@ -87,13 +87,15 @@ TEST(keysOfKovdSlot, readsTheNumberOfASlotAlone)
 TEST(keysOfKovdSlot, hasNoneWithoutAReadableLocator)
 {
     const PropertyMap slot = sample::kovdSlot("NIC.Slot.7-1", 3);
-    for (const std::string_view name : {names::pcieLocatorType, names::pcieLocatorInstanceNum})
+    for (const PropertyName name :
+         std::initializer_list<PropertyName>{names::pcieLocatorType, names::pcieLocatorInstanceNum})
     {
+        SCOPED_TRACE(std::string_view(name));
         for (const PropertyMap& changed :
-             {sample::without(slot, string(name)), sample::with(slot, string(name), 6.0)})
+             {sample::without(slot, name), sample::with(slot, name, 6.0)})
         {
-            EXPECT_EQ(keysOfKovdSlot(changed).identifier, std::nullopt) << name;
-            EXPECT_EQ(keysOfKovdSlot(changed).number, std::nullopt) << name;
+            EXPECT_EQ(keysOfKovdSlot(changed).identifier, std::nullopt);
+            EXPECT_EQ(keysOfKovdSlot(changed).number, std::nullopt);
         }
     }
 }
@@ -220,12 +222,13 @@ class Objects
     }
 
     /** Now and then not at all, or with a value of any type. */
-    void put(PropertyMap& properties, std::string_view name, PropertyValue value)
+    void put(PropertyMap& properties, PropertyName name, PropertyValue value)
     {
         const std::size_t chance = below(24);
         if (chance != 0)
         {
-            properties.emplace(name, chance == 1 ? oneOf(sample::everyType()) : std::move(value));
+            properties.insert_or_assign(name, chance == 1 ? oneOf(sample::everyType())
+                                                          : std::move(value));
         }
     }
 
@@ -247,7 +250,7 @@ string described(const PropertyMap& properties)
     for (const auto& [name, value] : properties)
     {
         const auto* inside = std::get_if<string>(&value);
-        text << name << " = type " << value.index() << ' '
+        text << std::string_view(name) << " = type " << value.index() << ' '
              << (inside != nullptr ? testing::PrintToString(*inside) : "") << "; ";
     }
     return text.str();

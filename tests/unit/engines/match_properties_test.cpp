@@ -279,11 +279,8 @@ TEST(CompareAssociationProperties, choosesADevicesRuleByItsDescriptor)
 
 TEST(CompareAssociationProperties, refusesEveryOtherType)
 {
-    PropertyMap smbios = smbios3;
-    PropertyMap kovd = kovd3;
-    smbios.merge(PropertyMap(smbiosCpu1));
-    kovd.merge(PropertyMap(kovdCpu1));
-    kovd.merge(PropertyMap(device3));
+    const PropertyMap smbios = sample::both(smbios3, smbiosCpu1);
+    const PropertyMap kovd = sample::both(sample::both(kovd3, kovdCpu1), device3);
     for (const int type :
          {0, 4, 6, 8, 9, -1, 257, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()})
     {

@@ -188,9 +188,7 @@ TEST(IterateSMBIOSPCISlotObjs, comparesDevicesAsIfTheyWereSlots)
     EXPECT_EQ(recorded_log::summary(), noneFound(device1));
     recorded_log::clear();
 
-    PropertyMap device = kovdDevice(2);
-    device.merge(kovdSlot(1));
-    IterateSMBIOSPCISlotObjs(device, device1);
+    IterateSMBIOSPCISlotObjs(sample::both(kovdDevice(2), kovdSlot(1)), device1);
     EXPECT_EQ(engineLines(), added(smbios1, device1));
 }
 
@@ -305,8 +303,7 @@ std::pair<Lines, Requests> searchAmongThree(bool withKeys, int level)
     const auto keys = [&](const MatchKeys& read) { return withKeys ? read : MatchKeys{}; };
     resetStore();
     recorded_log::setLevel(level);
-    PropertyMap otherNumber = smbiosSlot(2);
-    otherNumber["SlotID"] = std::uint16_t{3};
+    const PropertyMap otherNumber = sample::with(smbiosSlot(2), "SlotID", std::uint16_t{3});
     const std::pair<string, PropertyMap> slots[] = {
         {smbios1, smbiosSlot(1)}, {smbios2, otherNumber}, {smbios3, smbiosSlot(3)}};
     for (const auto& [path, slot] : slots)

@@ -10,7 +10,7 @@ using namespace worlds;
 using inspect::Kind;
 using inspect::Rule;
 
-PropertyMap text(const char* name, const char* value)
+PropertyMap text(PropertyName name, const char* value)
 {
     return {{name, std::string(value)}};
 }
@@ -41,7 +41,7 @@ TEST(sayMatchBriefly, tellsTheValuesOfEachRule)
 /** Whether the text tells the value of the property. */
 bool tells(const std::string& text, const PropertyMap& properties, const char* name)
 {
-    return text.find(inspect::toText(properties.find(name)->second)) != std::string::npos;
+    return text.find(inspect::toText(*properties.find(name))) != std::string::npos;
 }
 
 TEST(say, tellsBothIdentifiersOfEveryTwoSlotsThatDiffer)

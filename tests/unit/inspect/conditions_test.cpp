@@ -26,7 +26,7 @@ struct Refused
 
     // The one change that makes the pair.
     bool inFirst;
-    const char* property;
+    PropertyName property;
     PropertyValue value;
 };
 
@@ -195,7 +195,7 @@ TEST_P(EachRefusal, isGoneWhenJustThatPropertyIsChanged)
     PropertyMap first = refused.first;
     PropertyMap second = refused.second;
     ASSERT_FALSE(inspect::verdictOf(refused.rule, first, second));
-    (refused.inFirst ? first : second)[refused.property] = refused.value;
+    (refused.inFirst ? first : second).insert_or_assign(refused.property, refused.value);
     EXPECT_TRUE(inspect::verdictOf(refused.rule, first, second));
     for (const inspect::Test& test : inspect::testsOf(refused.rule, first, second))
     {
@@ -277,7 +277,7 @@ TEST_P(EachRefusal, isGoneOfAMachineWhenJustThatPropertyIsChanged)
     const Refused& refused = GetParam();
     PropertyMap first = refused.first;
     PropertyMap second = refused.second;
-    (refused.inFirst ? first : second)[refused.property] = refused.value;
+    (refused.inFirst ? first : second).insert_or_assign(refused.property, refused.value);
     EXPECT_TRUE(arePaired(machineWith(refused.rule, first, second), refused.rule));
 }
 

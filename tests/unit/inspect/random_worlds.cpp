@@ -48,10 +48,10 @@ PropertyValue RandomWorlds::wrongType()
     return values[below(4)];
 }
 
-PropertyMap RandomWorlds::propertiesFor(machine::Kind kind, std::size_t index)
+ReceivedProperties RandomWorlds::propertiesFor(machine::Kind kind, std::size_t index)
 {
     const int own = static_cast<int>(index) + 1;
-    PropertyMap properties =
+    ReceivedProperties properties =
         machine::wholeObject(kind, below(4) != 0 ? own : 1 + static_cast<int>(below(3)));
     for (unsigned change = below(3); change > 0; --change)
     {
@@ -74,7 +74,10 @@ void RandomWorlds::add(inspect::World& world, machine::Kind kind, std::size_t in
         return; // no bus has such a path
     }
     sim::Properties& made = objectsFor(world, path, kind)[path][machine::interfaceOf(kind)];
-    made.merge(toProperties(propertiesFor(kind, index)));
+    for (const auto& [name, value] : propertiesFor(kind, index))
+    {
+        made.emplace(name, toValue(value));
+    }
 }
 
 } // namespace worlds

@@ -37,7 +37,7 @@ class RandomWorlds
     }
 
     PropertyValue wrongType();
-    PropertyMap propertiesFor(machine::Kind kind, std::size_t index);
+    ReceivedProperties propertiesFor(machine::Kind kind, std::size_t index);
     void add(inspect::World& world, machine::Kind kind, std::size_t index);
 
     Types types_;

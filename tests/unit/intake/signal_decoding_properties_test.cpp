@@ -21,7 +21,7 @@ class PropertyReading : public Decoding,
 
     /** What is queued of a signal with those properties, given as a{sv} is appended. */
     template <class... Values>
-    PropertyMap read(int count, Values... values)
+    ReceivedProperties read(int count, Values... values)
     {
         const char* const interface = decoder.interface.c_str();
         const Head added{"/manager", objectManager, "InterfacesAdded"};
@@ -60,12 +60,12 @@ INSTANTIATE_TEST_SUITE_P(Bodies, PropertyReading,
 
 TEST_P(PropertyReading, keepsAllThirteenTypes)
 {
-    const PropertyMap read = this->read(
+    const ReceivedProperties read = this->read(
         13, "as", "as", 2, "one", "two", "s", "s", "text", "x", "x", std::int64_t{-1} << 40, "t",
         "t", std::uint64_t{1} << 63, "d", "d", 0.5, "i", "i", -7, "u", "u", 4000000000U, "n", "n",
         -300, "q", "q", 65535, "y", "y", 255, "b", "b", 1, "ay", "ay", 2, 0, 200, "a(sss)",
         "a(sss)", 1, "chassis", "pcieslot", "/a");
-    EXPECT_EQ(read, (PropertyMap{
+    EXPECT_EQ(read, (ReceivedProperties{
                         {"as", Strings{"one", "two"}},
                         {"s", std::string{"text"}},
                         {"x", std::int64_t{-1} * (std::int64_t{1} << 40)},
@@ -86,12 +86,12 @@ TEST_P(PropertyReading, keepsEmptyValuesWithTheirTypes)
 {
     EXPECT_EQ(read(6, "as", "as", 0, "s", "s", "", "q", "q", 0, "ay", "ay", 0, "a(sss)", "a(sss)",
                    0, "", "s", "without a name"),
-              (PropertyMap{{"as", Strings{}},
-                           {"s", std::string{}},
-                           {"q", std::uint16_t{0}},
-                           {"ay", std::vector<std::uint8_t>{}},
-                           {"a(sss)", AssociationList{}},
-                           {"", std::string{"without a name"}}}));
+              (ReceivedProperties{{"as", Strings{}},
+                                  {"s", std::string{}},
+                                  {"q", std::uint16_t{0}},
+                                  {"ay", std::vector<std::uint8_t>{}},
+                                  {"a(sss)", AssociationList{}},
+                                  {"", std::string{"without a name"}}}));
 }
 
 TEST_P(PropertyReading, turnsEveryOtherTypeIntoAnEmptyListOfStrings)
@@ -99,21 +99,21 @@ TEST_P(PropertyReading, turnsEveryOtherTypeIntoAnEmptyListOfStrings)
     EXPECT_EQ(read(9, "o", "o", "/a", "g", "g", "as", "v", "v", "s", "x", "a{ss}", "a{ss}", 1, "k",
                    "v", "ao", "ao", 1, "/a", "au", "au", 2, 1U, 2U, "(s)", "(s)", "x", "aas", "aas",
                    1, 1, "x", "z", "s", "still read"),
-              (PropertyMap{{"o", Strings{}},
-                           {"g", Strings{}},
-                           {"v", Strings{}},
-                           {"a{ss}", Strings{}},
-                           {"ao", Strings{}},
-                           {"au", Strings{}},
-                           {"(s)", Strings{}},
-                           {"aas", Strings{}},
-                           {"z", std::string{"still read"}}}));
+              (ReceivedProperties{{"o", Strings{}},
+                                  {"g", Strings{}},
+                                  {"v", Strings{}},
+                                  {"a{ss}", Strings{}},
+                                  {"ao", Strings{}},
+                                  {"au", Strings{}},
+                                  {"(s)", Strings{}},
+                                  {"aas", Strings{}},
+                                  {"z", std::string{"still read"}}}));
 }
 
 TEST_P(PropertyReading, keepsTheFirstOfRepeatedNames)
 {
     EXPECT_EQ(read(4, "Key", "s", "first", "Key", "q", 2, "Key", "o", "/third", "Other", "s", "x"),
-              (PropertyMap{{"Key", std::string{"first"}}, {"Other", std::string{"x"}}}));
+              (ReceivedProperties{{"Key", std::string{"first"}}, {"Other", std::string{"x"}}}));
 }
 
 } // namespace

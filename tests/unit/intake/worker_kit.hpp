@@ -120,7 +120,7 @@ inline Lines ownLines(const Worker& worker)
 }
 
 /** Every property that any of the seven inserts keeps, each with a value that tells of `mark`. */
-inline PropertyMap keptByAnyInsert(const std::string& mark)
+inline ReceivedProperties keptByAnyInsert(const std::string& mark)
 {
     return {
         {"SlotDesignation", mark},    {"PCIeFQDD", mark}, {"FQDD", mark},

@@ -291,7 +291,7 @@ TEST_P(EitherWorker, requestsRecoveryForEachRecordThatItGivesUp)
 /** The insert itself catches what it meets; what it throws here comes from its own last line. */
 TEST_P(EitherWorker, logsAnExceptionFromAnInsertOnce)
 {
-    const PropertyMap wrongTypes{{"SlotDesignation", true}, {"PCIeFQDD", true}};
+    const ReceivedProperties wrongTypes{{"SlotDesignation", true}, {"PCIeFQDD", true}};
     std::string insert;
     work(worker,
          {changedRecord(worker.path + "/bad", worker.interface, wrongTypes), update("/good")},
@@ -313,7 +313,7 @@ TEST_P(EitherWorker, logsAnExceptionFromAnInsertOnce)
 
 TEST_P(EitherWorker, leavesTheFailureOfAnInsertToTheInsert)
 {
-    const PropertyMap wrongTypes{{"SlotDesignation", true}, {"PCIeFQDD", true}};
+    const ReceivedProperties wrongTypes{{"SlotDesignation", true}, {"PCIeFQDD", true}};
     work(worker,
          {changedRecord(worker.path + "/bad", worker.interface, wrongTypes), update("/good")});
     EXPECT_EQ(ownLines(worker), (Lines{worker.updateLine("/bad"), worker.updateLine("/good")}));

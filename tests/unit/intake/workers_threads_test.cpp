@@ -9,6 +9,7 @@
 #include "doubles/recorded_requests.hpp"
 #include "doubles/records.hpp"
 #include "doubles/run_together.hpp"
+#include "doubles/sample_objects.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "intake/workers.hpp"
@@ -67,7 +68,8 @@ void process(const Object& object, const SignalRecord& record)
 
 void add(const Object& object)
 {
-    process(object, addedRecord(object.path, {{string(object.interface), object.properties}}));
+    process(object, addedRecord(object.path,
+                                {{string(object.interface), sample::received(object.properties)}}));
 }
 
 void remove(const Object& object)

@@ -7,6 +7,7 @@
 #include "doubles/failing_allocation.hpp"
 #include "doubles/fresh_store.hpp"
 #include "doubles/records.hpp"
+#include "doubles/sample_objects.hpp"
 #include "engines/cpu_assoc.hpp"
 #include "engines/find_association.hpp"
 #include "intake/workers.hpp"
@@ -29,11 +30,12 @@ using allocations::pathOf;
 using machine::Kind;
 using std::string;
 
-constexpr std::array<void (*)(const string&, const PropertyMap&), machine::kindCount> inserts = {
-    InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
-    InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
-    InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
-    InsertKOVDCPUObj,
+constexpr std::array<void (*)(const string&, const ReceivedProperties&), machine::kindCount>
+    inserts = {
+        InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
+        InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
+        InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
+        InsertKOVDCPUObj,
 };
 
 constexpr std::array allKinds = {
@@ -75,7 +77,7 @@ void storeAll()
         for (const int number : {1, 2, 3})
         {
             state::mapOf(kind).insertObject(pathOf(kind, number),
-                                            machine::wholeObject(kind, number));
+                                            sample::kept(machine::wholeObject(kind, number)));
         }
     }
 }
@@ -85,7 +87,7 @@ class InsertMemory : public testing::TestWithParam<Kind>
   protected:
     const Kind kind = GetParam();
     const string path = pathOf(kind);
-    const PropertyMap whole = machine::wholeObject(kind, 1);
+    const ReceivedProperties whole = machine::wholeObject(kind, 1);
 
     void insertIt() const
     {
@@ -124,7 +126,8 @@ TEST_P(InsertMemory, storesWholeObjectsOnly)
             break;
         }
         const SharedObject object = state::mapOf(kind).findObject(path);
-        EXPECT_TRUE(object == nullptr ? takeRecoveryRequest() : object->properties == whole);
+        EXPECT_TRUE(object == nullptr ? takeRecoveryRequest()
+                                      : sample::received(object->properties) == whole);
     }
     resetStore();
 }

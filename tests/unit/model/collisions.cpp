@@ -20,7 +20,7 @@ constexpr int caches = 4;
 constexpr int mostRecords = 3;
 constexpr int mostBefore = 5;
 
-Act insertion(Kind kind, const std::string& path, const PropertyMap& properties, bool change)
+Act insertion(Kind kind, const std::string& path, const ReceivedProperties& properties, bool change)
 {
     Act act;
     act.event.kind = kind;
@@ -109,7 +109,7 @@ Act collisions::Generator::act(bool smbios)
     Act act;
     if (choice < 7)
     {
-        PropertyMap properties = machine::wholeObject(of, which);
+        ReceivedProperties properties = machine::wholeObject(of, which);
         if (choice == 0)
         {
             properties.merge(someProperties(of)); // what it lacks may come from elsewhere
@@ -146,10 +146,10 @@ int collisions::Generator::number(Kind kind)
 }
 
 /** One property of the kind, or two, with any value that it takes. */
-PropertyMap collisions::Generator::someProperties(Kind kind)
+ReceivedProperties collisions::Generator::someProperties(Kind kind)
 {
     const auto& all = machine::propertiesOf(kind);
-    PropertyMap properties;
+    ReceivedProperties properties;
     for (int count = 1 + below(2); count > 0; --count)
     {
         const auto& property = all[static_cast<std::size_t>(below(static_cast<int>(all.size())))];

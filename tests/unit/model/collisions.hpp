@@ -53,7 +53,7 @@ class Generator
     Act act(bool smbios);
     machine::Kind kind(bool smbios);
     int number(machine::Kind kind);
-    PropertyMap someProperties(machine::Kind kind);
+    ReceivedProperties someProperties(machine::Kind kind);
 
     std::mt19937_64 random_;
     bool processors_ = false; // what this collision is about; else slots

@@ -149,7 +149,7 @@ const std::vector<Property>& machine::propertiesOf(Kind kind)
     return properties[static_cast<std::size_t>(kind)];
 }
 
-PropertyMap machine::wholeObject(Kind kind, int number)
+ReceivedProperties machine::wholeObject(Kind kind, int number)
 {
     const int slot = slotNumber(number);
     const string slotText = std::to_string(slot);
@@ -195,7 +195,7 @@ const string& machine::interfaceOf(Kind kind)
     return interfaces[static_cast<std::size_t>(kind)];
 }
 
-string machine::shown(const PropertyMap& properties)
+string machine::shown(const ReceivedProperties& properties)
 {
     string text;
     for (const auto& [name, value] : properties)

@@ -39,13 +39,13 @@ struct Property
 const std::vector<Property>& propertiesOf(Kind kind);
 
 /** The object as a healthy machine has it. */
-PropertyMap wholeObject(Kind kind, int number);
+ReceivedProperties wholeObject(Kind kind, int number);
 
 /** The interface that makes an object one of its kind. */
 const std::string& interfaceOf(Kind kind);
 
 /** "name=value, name=value". */
-std::string shown(const PropertyMap& properties);
+std::string shown(const ReceivedProperties& properties);
 
 /** Something that happens to the machine. */
 struct Event
@@ -62,7 +62,7 @@ struct Event
     Type type = Type::insert;
     Kind kind = Kind::smbiosSlot;
     std::string path;
-    PropertyMap properties;
+    ReceivedProperties properties;
     std::vector<std::string> interfaces;
     int handOverResult = 0; // of every hand-over meanwhile
 };

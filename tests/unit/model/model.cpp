@@ -184,7 +184,7 @@ bool model::Model::dropPairOfKovd(const string& kovd)
            0;
 }
 
-void model::Model::insert(Kind kind, const string& path, const PropertyMap& received)
+void model::Model::insert(Kind kind, const string& path, const ReceivedProperties& received)
 {
     const InsertTexts& texts = textsOf(kind);
     const auto say = [&](int level, const string& text)
@@ -200,7 +200,8 @@ void model::Model::insert(Kind kind, const string& path, const PropertyMap& rece
         return;
     }
     const auto before = world.of(kind).find(path);
-    PropertyMap working = before != world.of(kind).end() ? before->second : PropertyMap{};
+    ReceivedProperties working =
+        before != world.of(kind).end() ? before->second : ReceivedProperties{};
     bool any = false;
     for (const auto& [name, value] : received)
     {

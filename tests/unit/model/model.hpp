@@ -39,7 +39,7 @@ struct HandOver
 };
 
 using PathPair = std::pair<std::string, std::string>;
-using Objects = std::map<std::string, PropertyMap, std::less<>>;
+using Objects = std::map<std::string, ReceivedProperties, std::less<>>;
 
 /** Everything that can be seen of the daemon, except its lines. */
 struct World
@@ -87,27 +87,27 @@ class Model
     bool dropPairOfKovd(const std::string& kovd);
 
     // The rules that compare an SMBIOS and a KOVD object.
-    bool matches(const PropertyMap& smbios, const PropertyMap& kovd, int type);
-    bool slotsMatch(const PropertyMap& smbios, const PropertyMap& kovd);
-    bool deviceMatches(const PropertyMap& smbios, const PropertyMap& kovd);
-    bool cpusMatch(const PropertyMap& smbios, const PropertyMap& kovd);
+    bool matches(const ReceivedProperties& smbios, const ReceivedProperties& kovd, int type);
+    bool slotsMatch(const ReceivedProperties& smbios, const ReceivedProperties& kovd);
+    bool deviceMatches(const ReceivedProperties& smbios, const ReceivedProperties& kovd);
+    bool cpusMatch(const ReceivedProperties& smbios, const ReceivedProperties& kovd);
     bool fqddMatches(const std::string& designation, const std::string& fqdd);
 
     // PCIe.
     void findFor(machine::Kind kind, const std::string& path);
     void findForDevice(const std::string& path);
     void findForChassis(const std::string& path);
-    void searchSmbiosSlots(const PropertyMap& kovd, const std::string& kovdPath);
-    void searchAllKovd(const PropertyMap& smbios, const std::string& smbiosPath);
-    std::string searchKovdSlots(const PropertyMap& smbios, const std::string& smbiosPath);
-    void searchKovdDevices(const std::string& slot, const PropertyMap& smbios,
+    void searchSmbiosSlots(const ReceivedProperties& kovd, const std::string& kovdPath);
+    void searchAllKovd(const ReceivedProperties& smbios, const std::string& smbiosPath);
+    std::string searchKovdSlots(const ReceivedProperties& smbios, const std::string& smbiosPath);
+    void searchKovdDevices(const std::string& slot, const ReceivedProperties& smbios,
                            const std::string& smbiosPath);
     void searchChassis(const std::string& slot, const std::string& smbiosPath);
     bool offerSlot(const std::string& path);
     void removeSmbiosSlot(const std::string& path);
 
     // Inserts, of every kind.
-    void insert(machine::Kind kind, const std::string& path, const PropertyMap& received);
+    void insert(machine::Kind kind, const std::string& path, const ReceivedProperties& received);
     bool needsNothing(machine::Kind kind, const std::string& path);
     void sayReadFailure(machine::Kind kind);
 
@@ -121,14 +121,15 @@ class Model
     std::vector<std::string> cpusOf(const std::string& cachePath) const;
     std::size_t countCaches(const std::string& cpuPath);
     bool fullyAssociated(const std::string& cpuPath);
-    std::string namedLevel(const PropertyMap& cpuProperties, const PropertyMap& cache);
+    std::string namedLevel(const ReceivedProperties& cpuProperties,
+                           const ReceivedProperties& cache);
     void pairCache(const std::string& function, const std::string& cpuPath,
                    const std::string& cachePath);
     void pairCpu(const std::string& function, const std::string& smbios, const std::string& kovd,
                  AssociationList& additions);
-    void searchKovdCpus(const PropertyMap& smbios, const std::string& smbiosPath,
+    void searchKovdCpus(const ReceivedProperties& smbios, const std::string& smbiosPath,
                         AssociationList& additions);
-    void searchCaches(const PropertyMap& cpuProperties, const std::string& cpuPath,
+    void searchCaches(const ReceivedProperties& cpuProperties, const std::string& cpuPath,
                       AssociationList& additions);
     void associateSmbiosCpu(const std::string& path);
     void associateKovdCpu(const std::string& path);

@@ -55,7 +55,8 @@ bool model::Model::fullyAssociated(const string& cpuPath)
 }
 
 /** The property by which the processor names the cache; empty when it does not. */
-string model::Model::namedLevel(const PropertyMap& cpuProperties, const PropertyMap& cache)
+string model::Model::namedLevel(const ReceivedProperties& cpuProperties,
+                                const ReceivedProperties& cache)
 {
     const string function = "CompareCacheAssocProps";
     const auto handle = std::get<std::uint16_t>(cache.at("Handle"));
@@ -106,7 +107,7 @@ void model::Model::pairCpu(const string& function, const string& smbios, const s
     additions.emplace_back("chassis", "processor", smbios);
 }
 
-void model::Model::searchKovdCpus(const PropertyMap& smbios, const string& smbiosPath,
+void model::Model::searchKovdCpus(const ReceivedProperties& smbios, const string& smbiosPath,
                                   AssociationList& additions)
 {
     const string function = "IterateKOVDCPUObjs";
@@ -121,7 +122,7 @@ void model::Model::searchKovdCpus(const PropertyMap& smbios, const string& smbio
     cpu(1, function, smbiosPath + " No association found for objPath");
 }
 
-void model::Model::searchCaches(const PropertyMap& cpuProperties, const string& cpuPath,
+void model::Model::searchCaches(const ReceivedProperties& cpuProperties, const string& cpuPath,
                                 AssociationList& additions)
 {
     const string function = "FindAssocCacheObjs";
@@ -156,7 +157,7 @@ void model::Model::associateSmbiosCpu(const string& path)
         cpu(1, function, "SMBIOS object not found for objPath: " + path);
         return;
     }
-    const PropertyMap& properties = cpuObject->second;
+    const ReceivedProperties& properties = cpuObject->second;
     AssociationList additions;
     if (kovdOf(path) == nullptr)
     {
@@ -181,7 +182,7 @@ void model::Model::associateSmbiosCpu(const string& path)
 
 void model::Model::associateKovdCpu(const string& path)
 {
-    const PropertyMap& kovd = world.of(Kind::kovdCpu)[path];
+    const ReceivedProperties& kovd = world.of(Kind::kovdCpu)[path];
     AssociationList list;
     string matched;
     for (const auto& [smbiosPath, smbios] : world.of(Kind::smbiosCpu))
@@ -231,7 +232,7 @@ void model::Model::associateCache(const string& path)
         cpu(4, function, path + " SMBIOS object is already fully associated ");
         return;
     }
-    const PropertyMap& cache = world.of(Kind::smbiosCache)[path];
+    const ReceivedProperties& cache = world.of(Kind::smbiosCache)[path];
     std::vector<string> cpuPaths;
     AssociationList additions;
     for (const auto& [cpuPath, properties] : world.of(Kind::smbiosCpu))

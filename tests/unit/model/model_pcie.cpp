@@ -106,7 +106,7 @@ void model::Model::findForChassis(const string& path)
     handOver(file, function, path, slotList(*partner));
 }
 
-void model::Model::searchSmbiosSlots(const PropertyMap& kovd, const string& kovdPath)
+void model::Model::searchSmbiosSlots(const ReceivedProperties& kovd, const string& kovdPath)
 {
     const string function = "IterateSMBIOSPCISlotObjs";
     for (const auto& [smbiosPath, smbios] : world.of(Kind::smbiosSlot))
@@ -131,7 +131,7 @@ void model::Model::searchSmbiosSlots(const PropertyMap& kovd, const string& kovd
     util(1, function, kovdPath + " No association found for objPath");
 }
 
-void model::Model::searchAllKovd(const PropertyMap& smbios, const string& smbiosPath)
+void model::Model::searchAllKovd(const ReceivedProperties& smbios, const string& smbiosPath)
 {
     const string slot = searchKovdSlots(smbios, smbiosPath);
     searchKovdDevices(slot, smbios, smbiosPath);
@@ -139,7 +139,7 @@ void model::Model::searchAllKovd(const PropertyMap& smbios, const string& smbios
 }
 
 /** The path of the slot that matches; empty when none does. */
-string model::Model::searchKovdSlots(const PropertyMap& smbios, const string& smbiosPath)
+string model::Model::searchKovdSlots(const ReceivedProperties& smbios, const string& smbiosPath)
 {
     const string function = "IterateKOVDPCIeSlotObjs";
     util(5, function, "SmbiosPath:" + smbiosPath);
@@ -167,7 +167,7 @@ string model::Model::searchKovdSlots(const PropertyMap& smbios, const string& sm
     return "";
 }
 
-void model::Model::searchKovdDevices(const string& slot, const PropertyMap& smbios,
+void model::Model::searchKovdDevices(const string& slot, const ReceivedProperties& smbios,
                                      const string& smbiosPath)
 {
     const string function = "IterateKOVDPCIeSlotDeviceObjs";

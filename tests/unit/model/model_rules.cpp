@@ -100,7 +100,7 @@ bool baysMatch(const string& designation, const string& fqdd)
 }
 
 template <class Type>
-const Type* find(const PropertyMap& properties, const char* name)
+const Type* find(const ReceivedProperties& properties, const char* name)
 {
     const auto found = properties.find(name);
     return found == properties.end() ? nullptr : &std::get<Type>(found->second);
@@ -148,7 +148,7 @@ bool model::Model::fqddMatches(const string& designation, const string& fqdd)
     return slotType && slot && (device || upper(tokens[0]) == "PCIESLOTPLACEHOLDER");
 }
 
-bool model::Model::slotsMatch(const PropertyMap& smbios, const PropertyMap& kovd)
+bool model::Model::slotsMatch(const ReceivedProperties& smbios, const ReceivedProperties& kovd)
 {
     const auto* id = find<std::uint16_t>(smbios, "SlotID");
     const auto* instance = find<std::uint16_t>(kovd, "PCIeLocatorInstanceNum");
@@ -171,7 +171,7 @@ bool model::Model::slotsMatch(const PropertyMap& smbios, const PropertyMap& kovd
     return *type == 9 && bay && baysMatch(*designation, *fqdd);
 }
 
-bool model::Model::deviceMatches(const PropertyMap& smbios, const PropertyMap& kovd)
+bool model::Model::deviceMatches(const ReceivedProperties& smbios, const ReceivedProperties& kovd)
 {
     const auto* designation = find<string>(smbios, "SlotDesignation");
     const auto* fqdd = find<string>(kovd, "FQDD");
@@ -187,7 +187,7 @@ bool model::Model::deviceMatches(const PropertyMap& smbios, const PropertyMap& k
     return !bay && fqddMatches(*designation, *fqdd);
 }
 
-bool model::Model::cpusMatch(const PropertyMap& smbios, const PropertyMap& kovd)
+bool model::Model::cpusMatch(const ReceivedProperties& smbios, const ReceivedProperties& kovd)
 {
     const string function = "CompareAssociationProperties";
     const auto* socket = find<string>(smbios, "Socket");
@@ -216,7 +216,8 @@ bool model::Model::cpusMatch(const PropertyMap& smbios, const PropertyMap& kovd)
     return upper(*socket) == "CPU" + tokens[2];
 }
 
-bool model::Model::matches(const PropertyMap& smbios, const PropertyMap& kovd, int type)
+bool model::Model::matches(const ReceivedProperties& smbios, const ReceivedProperties& kovd,
+                           int type)
 {
     try
     {

@@ -30,11 +30,12 @@ using machine::Kind;
 using model::Line;
 using std::string;
 
-constexpr std::array<void (*)(const string&, const PropertyMap&), machine::kindCount> inserts = {
-    InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
-    InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
-    InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
-    InsertKOVDCPUObj,
+constexpr std::array<void (*)(const string&, const ReceivedProperties&), machine::kindCount>
+    inserts = {
+        InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
+        InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
+        InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
+        InsertKOVDCPUObj,
 };
 
 void remove(Kind kind, const string& path)

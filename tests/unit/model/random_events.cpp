@@ -38,15 +38,15 @@ std::pair<string, PropertyValue> anyProperty(Kind kind)
 }
 
 /** Properties that no insert of the kind keeps. */
-void addForeign(Kind kind, PropertyMap& properties)
+void addForeign(Kind kind, ReceivedProperties& properties)
 {
     properties["Associations"] = AssociationList{{"chassis", "processor", "/elsewhere"}};
     properties[kind == Kind::smbiosCpu ? "Handle" : "Socket"] = string{"foreign"};
 }
 
-PropertyMap anyProperties(Kind kind, int number)
+ReceivedProperties anyProperties(Kind kind, int number)
 {
-    PropertyMap properties;
+    ReceivedProperties properties;
     const int shape = *rc::gen::inRange(0, 10);
     if (shape < 7)
     {

@@ -2,6 +2,7 @@
 
 #include "doubles/fresh_store.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/sample_objects.hpp"
 #include "store/store.hpp"
 
 namespace
@@ -30,7 +31,7 @@ model::Objects objectsIn(const ObjectMap& map)
     const ObjectMap::Snapshot snapshot = map.snapshot();
     for (const SharedObject& object : *snapshot)
     {
-        objects[object->path] = object->properties;
+        objects[object->path] = sample::received(object->properties);
     }
     return objects;
 }

@@ -12,6 +12,7 @@ namespace
 {
 
 using namespace cpu_world;
+using sample::received;
 using std::string;
 
 const Handles handles = {11, 12, 13};
@@ -27,7 +28,7 @@ bool recoveryIsRequested()
 struct Insert
 {
     string name;
-    void (*insert)(const string&, const PropertyMap&);
+    void (*operation)(const string&, const ReceivedProperties&);
     ObjectMap& map;
     string path;
     string pathLine;
@@ -92,11 +93,11 @@ class EveryInsert : public testing::TestWithParam<const Insert*>
     }
 
     /** The line of a kept property. */
-    Lines kept(const string& name, const PropertyValue& value) const
+    Lines kept(std::string_view name, const PropertyValue& value) const
     {
         const string* text = std::get_if<string>(&value);
         return line(5,
-                    name + tested.sign +
+                    string(name) + tested.sign +
                         (text != nullptr ? *text : std::to_string(std::get<std::uint16_t>(value))));
     }
 
@@ -118,7 +119,7 @@ INSTANTIATE_TEST_SUITE_P(OfThree, EveryInsert,
 
 TEST_P(EveryInsert, storesAndDispatchesANewObject)
 {
-    tested.insert(tested.path, tested.whole);
+    tested.operation(tested.path, received(tested.whole));
     EXPECT_EQ(stored(tested.map, tested.path), tested.whole);
     EXPECT_EQ(linesOf(tested.name), line(5, tested.pathLine) + kept(tested.whole));
     EXPECT_EQ(engineLines().back(), tested.dispatchedLine);
@@ -127,42 +128,43 @@ TEST_P(EveryInsert, storesAndDispatchesANewObject)
 
 TEST_P(EveryInsert, keepsOnlyWhatMatchingNeeds)
 {
-    PropertyMap received = tested.whole;
+    ReceivedProperties message = received(tested.whole);
     for (const char* name : {"Associations", "Zeal", "Handles", "L4CacheHandle", "SOCKET",
                              "l1cachehandle", "SlotNumber2", "TargetDev"})
     {
-        received[name] = string{"ignored"};
+        message[name] = string{"ignored"};
     }
-    tested.insert(tested.path, received);
+    tested.operation(tested.path, message);
     EXPECT_EQ(stored(tested.map, tested.path), tested.whole);
     EXPECT_EQ(linesOf(tested.name), line(5, tested.pathLine) + kept(tested.whole));
 }
 
 TEST_P(EveryInsert, ignoresTheTypeOfOtherProperties)
 {
-    PropertyMap received = tested.whole;
+    ReceivedProperties message = received(tested.whole);
     int number = 0;
     for (const PropertyValue& value : sample::everyType())
     {
-        received["Other" + std::to_string(++number)] = value;
+        message["Other" + std::to_string(++number)] = value;
     }
-    tested.insert(tested.path, received);
+    tested.operation(tested.path, message);
     EXPECT_EQ(stored(tested.map, tested.path), tested.whole);
     EXPECT_FALSE(takeRecoveryRequest());
 }
 
 TEST_P(EveryInsert, storesAndDispatchesNothingWithoutAKeptProperty)
 {
-    for (const PropertyMap& received : {PropertyMap{}, PropertyMap{{"Other", true}}})
+    for (const ReceivedProperties& message :
+         {ReceivedProperties{}, ReceivedProperties{{"Other", true}}})
     {
         recorded_log::clear();
-        tested.insert(tested.path, received);
+        tested.operation(tested.path, message);
         EXPECT_FALSE(tested.map.hasObject(tested.path));
         EXPECT_EQ(engineLines(), line(5, tested.pathLine));
     }
     tested.map.insertObject(tested.path, tested.whole);
     recorded_log::clear();
-    tested.insert(tested.path, {{"Other", true}});
+    tested.operation(tested.path, {{"Other", true}});
     EXPECT_EQ(stored(tested.map, tested.path), tested.whole);
     EXPECT_EQ(engineLines(), line(5, tested.pathLine));
     EXPECT_FALSE(takeRecoveryRequest());
@@ -172,13 +174,13 @@ TEST_P(EveryInsert, updatesOnePropertyAndKeepsTheOthers)
 {
     for (const auto& [name, value] : tested.whole)
     {
-        SCOPED_TRACE(name);
+        SCOPED_TRACE(std::string_view(name));
         const bool isText = std::holds_alternative<string>(value);
         const PropertyValue changed =
             isText ? PropertyValue{string{"CPU9"}} : PropertyValue{std::uint16_t{99}};
         tested.map.insertObject(tested.path, tested.whole);
         recorded_log::clear();
-        tested.insert(tested.path, {{name, changed}});
+        tested.operation(tested.path, {{string(name), changed}});
         EXPECT_EQ(stored(tested.map, tested.path), sample::with(tested.whole, name, changed));
         EXPECT_EQ(linesOf(tested.name), line(5, tested.pathLine) + kept(name, changed));
         EXPECT_GT(engineLines().size(), 2U); // and it has been dispatched
@@ -190,7 +192,7 @@ TEST_P(EveryInsert, addsAPropertyThatWasMissing)
     for (const auto& [name, value] : tested.whole)
     {
         tested.map.insertObject(tested.path, sample::without(tested.whole, name));
-        tested.insert(tested.path, {{name, value}});
+        tested.operation(tested.path, {{string(name), value}});
         EXPECT_EQ(stored(tested.map, tested.path), tested.whole);
     }
 }
@@ -205,15 +207,18 @@ TEST_P(EveryInsert, storesNothingOfAnObjectWithAPropertyOfAnotherType)
             {
                 continue;
             }
-            SCOPED_TRACE(name + " as " + std::to_string(value.index()));
+            SCOPED_TRACE(string(name) + " as " + std::to_string(value.index()));
             recorded_log::clear();
-            tested.insert(tested.path, sample::with(tested.whole, name, value));
+            tested.operation(tested.path, received(sample::with(tested.whole, name, value)));
             EXPECT_FALSE(tested.map.hasObject(tested.path));
             EXPECT_TRUE(takeRecoveryRequest());
 
             // The properties in front of it have been read, those behind it have not.
-            PropertyMap read = tested.whole;
-            read.erase(read.find(name), read.end());
+            PropertyMap read;
+            for (const auto* entry = &*tested.whole.begin(); entry->name != name; ++entry)
+            {
+                read.insert_or_assign(entry->name, entry->value);
+            }
             const string failure = tested.name == "InsertKOVDCPUObj"
                                        ? "[" + wrongType + "] Exception occurred"
                                        : "failed to read message properties[" + wrongType + "]";
@@ -225,12 +230,12 @@ TEST_P(EveryInsert, storesNothingOfAnObjectWithAPropertyOfAnotherType)
 TEST_P(EveryInsert, leavesWhatIsStoredWhenAPropertyHasAnotherType)
 {
     tested.map.insertObject(tested.path, tested.whole);
-    PropertyMap received;
+    ReceivedProperties message;
     for (const auto& [name, value] : tested.whole)
     {
-        received[name] = std::int32_t{99};
+        message[string(name)] = std::int32_t{99};
     }
-    tested.insert(tested.path, received);
+    tested.operation(tested.path, message);
     EXPECT_EQ(stored(tested.map, tested.path), tested.whole);
     EXPECT_TRUE(takeRecoveryRequest());
 }
@@ -257,7 +262,7 @@ TEST_P(EveryInsert, requestsRecoveryAfterTheLineOfEachFailure)
         SCOPED_TRACE(text);
         recorded_log::clear();
         row.throwAt(property);
-        tested.insert(tested.path, tested.whole);
+        tested.operation(tested.path, received(tested.whole));
         EXPECT_EQ(engineLines(), line(5, tested.pathLine) + line(5, property) + line(1, text));
         EXPECT_FALSE(tested.map.hasObject(tested.path));
         EXPECT_TRUE(takeRecoveryRequest());
@@ -270,7 +275,7 @@ TEST_P(EveryInsert, logsTheFailureBeforeItRequestsRecovery)
     bool early = false;
     recorded_log::setHook([&](const LogLine& logged)
                           { early = early || (logged.level == 1 && recoveryIsRequested()); });
-    tested.insert(tested.path, {{name, std::int64_t{1}}});
+    tested.operation(tested.path, {{string(name), std::int64_t{1}}});
     EXPECT_FALSE(early);
     EXPECT_TRUE(takeRecoveryRequest());
 }
@@ -282,7 +287,7 @@ TEST(InsertSMBIOSCPUObj, leavesAProcessorWithAPartnerAndThreeCaches)
     smbiosCPUObjs.insertObject(cpu1, smbiosCpu(1, handles));
     pairCpus(cpu1, kovd1);
     pairCaches(cpu1, {cacheA, cacheB, cacheC});
-    InsertSMBIOSCPUObj(cpu1, smbiosCpu(2, {1, 2, 3}));
+    InsertSMBIOSCPUObj(cpu1, received(smbiosCpu(2, {1, 2, 3})));
     EXPECT_EQ(stored(smbiosCPUObjs, cpu1), smbiosCpu(1, handles));
     EXPECT_EQ(engineLines(), Lines{"5 InsertSMBIOSCPUObj: Path:" + cpu1} +
                                  cacheCounted({cacheA, cacheB, cacheC}) +
@@ -315,7 +320,7 @@ TEST(InsertSMBIOSCPUObj, takesAProcessorThatLacksSomething)
             pairCpus(cpu1, kovd1);
         }
         pairCaches(cpu1, row.caches);
-        InsertSMBIOSCPUObj(cpu1, smbiosCpu(2, handles));
+        InsertSMBIOSCPUObj(cpu1, received(smbiosCpu(2, handles)));
         EXPECT_EQ(stored(smbiosCPUObjs, cpu1), smbiosCpu(2, handles));
         EXPECT_FALSE(recorded_log::contains("Associations exists " + cpu1));
     }
@@ -324,11 +329,11 @@ TEST(InsertSMBIOSCPUObj, takesAProcessorThatLacksSomething)
 TEST(InsertSMBIOSCPUObj, countsTheCachesOfAStoredAndPairedProcessorOnly)
 {
     pairCaches(cpu1, {cacheA, cacheB, cacheC});
-    InsertSMBIOSCPUObj(cpu1, smbiosCpu(1));
+    InsertSMBIOSCPUObj(cpu1, received(smbiosCpu(1)));
     EXPECT_EQ(linesOf("checkNumofCacheAssoc"), Lines{});
     pairCpus(cpu2, kovd2);
     smbiosCPUObjs.insertObject(cpu2, smbiosCpu(2));
-    InsertSMBIOSCPUObj(cpu2, smbiosCpu(2));
+    InsertSMBIOSCPUObj(cpu2, received(smbiosCpu(2)));
     EXPECT_EQ(linesOf("checkNumofCacheAssoc"), Lines{});
 }
 
@@ -338,7 +343,7 @@ TEST(InsertSMBIOSCPUObj, leavesAProcessorThatVanishesMeanwhile)
     pairCpus(cpu1, kovd1);
     pairCaches(cpu1, {cacheA});
     when(cacheA + " associated Cache objpath", [] { smbiosCPUObjs.eraseObject(cpu1); });
-    InsertSMBIOSCPUObj(cpu1, smbiosCpu(1));
+    InsertSMBIOSCPUObj(cpu1, received(smbiosCpu(1)));
     EXPECT_FALSE(smbiosCPUObjs.hasObject(cpu1));
     EXPECT_FALSE(takeRecoveryRequest());
     EXPECT_EQ(engineLines(), Lines{"5 InsertSMBIOSCPUObj: Path:" + cpu1} + cacheCounted({cacheA}) +
@@ -373,7 +378,7 @@ TEST(InsertSMBIOSCacheObj, leavesACacheThatIsPaired)
 {
     smbiosCacheObjs.insertObject(cacheA, cache(11));
     pairCaches(cpu1, {cacheA});
-    InsertSMBIOSCacheObj(cacheA, cache(12));
+    InsertSMBIOSCacheObj(cacheA, received(cache(12)));
     EXPECT_EQ(stored(smbiosCacheObjs, cacheA), cache(11));
     EXPECT_EQ(engineLines(), (Lines{"5 InsertSMBIOSCacheObj: SmbiosPath:" + cacheA,
                                     "5 InsertSMBIOSCacheObj: Association exists " + cacheA}));
@@ -382,7 +387,7 @@ TEST(InsertSMBIOSCacheObj, leavesACacheThatIsPaired)
 TEST(InsertSMBIOSCacheObj, storesAPairedCacheThatIsNotStored)
 {
     pairCaches(cpu1, {cacheA});
-    InsertSMBIOSCacheObj(cacheA, cache(12));
+    InsertSMBIOSCacheObj(cacheA, received(cache(12)));
     EXPECT_EQ(stored(smbiosCacheObjs, cacheA), cache(12));
     EXPECT_EQ(
         engineLines(),
@@ -395,7 +400,7 @@ TEST(InsertSMBIOSCacheObj, associatesTheCache)
     smbiosCPUObjs.insertObject(cpu1, smbiosCpu(1, handles));
     pairCpus(cpu1, kovd1);
     setWritten(kovd1, {cpuTupleOf(cpu1)});
-    InsertSMBIOSCacheObj(cacheA, cache(13));
+    InsertSMBIOSCacheObj(cacheA, received(cache(13)));
     EXPECT_EQ(recorded_requests::all(),
               (Requests{{kovd1, {cpuTupleOf(cpu1), cacheTupleOf("L3CacheHandle", cacheA)}}}));
 }
@@ -406,7 +411,7 @@ TEST(InsertKOVDCPUObj, leavesAProcessorThatIsPaired)
 {
     kovdCPUObjs.insertObject(kovd1, kovdCpu(1));
     pairCpus(cpu1, kovd1);
-    InsertKOVDCPUObj(kovd1, kovdCpu(2));
+    InsertKOVDCPUObj(kovd1, received(kovdCpu(2)));
     EXPECT_EQ(stored(kovdCPUObjs, kovd1), kovdCpu(1));
     EXPECT_EQ(engineLines(), (Lines{"5 InsertKOVDCPUObj: KOVDpath = " + kovd1,
                                     "5 InsertKOVDCPUObj: Association exists " + kovd1}));
@@ -416,7 +421,7 @@ TEST(InsertKOVDCPUObj, storesButDoesNotAssociateAPairedProcessorThatIsNotStored)
 {
     smbiosCPUObjs.insertObject(cpu1, smbiosCpu(1));
     pairCpus(cpu1, kovd1);
-    InsertKOVDCPUObj(kovd1, kovdCpu(1));
+    InsertKOVDCPUObj(kovd1, received(kovdCpu(1)));
     EXPECT_EQ(stored(kovdCPUObjs, kovd1), kovdCpu(1));
     EXPECT_TRUE(recorded_requests::all().empty());
     EXPECT_EQ(engineLines(), (Lines{"5 InsertKOVDCPUObj: KOVDpath = " + kovd1,

@@ -2,6 +2,7 @@
 #include "doubles/cpu_world.hpp"
 #include "doubles/fresh_store.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/sample_objects.hpp"
 #include "objects/cpu_objects.hpp"
 
 #include <gtest/gtest.h>
@@ -293,7 +294,7 @@ TEST(removeSMBIOSCPUAssoc, makesRoomForTheSameProcessor)
 {
     storeWholeProcessor();
     removeSMBIOSCPUAssoc(cpu1);
-    InsertSMBIOSCPUObj(cpu1, smbiosCpu(1, handles));
+    InsertSMBIOSCPUObj(cpu1, sample::received(smbiosCpu(1, handles)));
     EXPECT_TRUE(isPair(cpu1, kovd1));
     EXPECT_EQ(recorded_requests::all(), (Requests{{kovd1, {}}, {kovd1, wholeList()}}));
     EXPECT_EQ(written(kovd1), wholeList());

@@ -14,6 +14,7 @@ namespace
 {
 
 using namespace world;
+using sample::received;
 using std::string;
 
 const string removed = "1 removeSMBIOSPCIeAssociations: Entry removed from the map";
@@ -84,10 +85,10 @@ TEST(removeSMBIOSPCIeAssociations, touchesNoOtherMap)
 
 TEST(removeSMBIOSPCIeAssociations, clearsNoObjectThatWasWrittenWithoutAPair)
 {
-    InsertKOVDPCIeSlotObj(slot1, kovdSlot(1));
-    InsertKOVDPCIeDevicesObj(device1, kovdDevice(1));
-    InsertKOVDChassisPathSlotObjs(twin1, sample::kovdChassisObject());
-    InsertSMBIOSPCIeSlotObj(smbios1, smbiosSlot(1));
+    InsertKOVDPCIeSlotObj(slot1, received(kovdSlot(1)));
+    InsertKOVDPCIeDevicesObj(device1, received(kovdDevice(1)));
+    InsertKOVDChassisPathSlotObjs(twin1, received(sample::kovdChassisObject()));
+    InsertSMBIOSPCIeSlotObj(smbios1, received(smbiosSlot(1)));
     ASSERT_EQ(recorded_requests::all().size(), 3U);
     recorded_requests::clear();
     removeSMBIOSPCIeAssociations(smbios1);
@@ -95,7 +96,7 @@ TEST(removeSMBIOSPCIeAssociations, clearsNoObjectThatWasWrittenWithoutAPair)
 
     // The platform's objects stay; a new SMBIOS slot is paired with them again.
     recorded_requests::clear();
-    InsertSMBIOSPCIeSlotObj(smbios2, smbiosSlot(1));
+    InsertSMBIOSPCIeSlotObj(smbios2, received(smbiosSlot(1)));
     EXPECT_EQ(recorded_requests::all(),
               (Requests{paired(slot1, smbios2), paired(device1, smbios2), paired(twin1, smbios2)}));
 }

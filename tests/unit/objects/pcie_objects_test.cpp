@@ -22,6 +22,7 @@ namespace
 {
 
 using namespace world;
+using sample::received;
 using std::string;
 
 const string path = "/xyz/openbmc_project/inventory/system/board/object%s";
@@ -31,7 +32,7 @@ const string badAccess = "std::get: wrong index for variant";
 struct Routine
 {
     string name;
-    void (*insert)(const string&, const PropertyMap&);
+    void (*insert)(const string&, const ReceivedProperties&);
     ObjectMap& objects;
     int side;
     PropertyMap kept;         // each kept name, with a value of its type
@@ -144,9 +145,9 @@ bool awaitAsleep(pid_t thread)
 class Insert : public testing::TestWithParam<Routine>
 {
   protected:
-    void insert(const PropertyMap& received) const
+    void insert(const ReceivedProperties& message) const
     {
-        routine.insert(path, received);
+        routine.insert(path, message);
     }
 
     string said(int level, const string& text) const
@@ -166,7 +167,7 @@ class Insert : public testing::TestWithParam<Routine>
         Lines lines;
         for (const auto& [name, value] : properties)
         {
-            lines.push_back(said(5, name + routine.separator + shown(value)));
+            lines.push_back(said(5, string(name) + routine.separator + shown(value)));
         }
         return lines;
     }
@@ -179,7 +180,7 @@ class Insert : public testing::TestWithParam<Routine>
     }
 
     /** The insert has seen the object and waits for the pairs when the object goes. */
-    void insertWhileTheObjectVanishes(const PropertyMap& received) const
+    void insertWhileTheObjectVanishes(const ReceivedProperties& message) const
     {
         std::atomic<pid_t> inserting = 0;
         std::thread thread;
@@ -189,7 +190,7 @@ class Insert : public testing::TestWithParam<Routine>
                 [&]
                 {
                     inserting = gettid();
-                    insert(received);
+                    insert(message);
                 });
             while (inserting == 0)
             {
@@ -216,12 +217,12 @@ INSTANTIATE_TEST_SUITE_P(PCIe, Insert, testing::ValuesIn(routines),
 
 TEST_P(Insert, keepsItsPropertiesAndHasTheObjectAssociated)
 {
-    PropertyMap received = routine.kept;
+    ReceivedProperties message = received(routine.kept);
     for (const PropertyValue& value : sample::everyType())
     {
-        received["Other" + std::to_string(value.index())] = value;
+        message["Other" + std::to_string(value.index())] = value;
     }
-    insert(received);
+    insert(message);
     EXPECT_EQ(stored(), routine.kept);
     EXPECT_EQ(recorded_log::summary(), joined({start(), keeps(routine.kept), routine.unmatched}));
     EXPECT_FALSE(takeRecoveryRequest());
@@ -231,10 +232,10 @@ TEST_P(Insert, keepsEachPropertyAlone)
 {
     for (const auto& [name, value] : routine.kept)
     {
-        SCOPED_TRACE(name);
+        SCOPED_TRACE(std::string_view(name));
         recorded_log::clear();
         routine.objects.eraseObject(path);
-        insert({{name, value}});
+        insert({{string(name), value}});
         EXPECT_EQ(stored(), (PropertyMap{{name, value}}));
         EXPECT_EQ(recorded_log::summary(),
                   joined({start(), keeps({{name, value}}), routine.unmatched}));
@@ -243,22 +244,22 @@ TEST_P(Insert, keepsEachPropertyAlone)
 
 TEST_P(Insert, storesNothingWithoutAPropertyToKeep)
 {
-    PropertyMap received;
+    ReceivedProperties message;
     for (const Routine& other : routines)
     {
-        received.insert(other.kept.begin(), other.kept.end());
+        message.merge(received(other.kept));
     }
-    for (const auto& [name, value] : routine.kept)
+    for (const auto& [name, value] : received(routine.kept))
     {
-        received.erase(name);
-        received[name + "s"] = value;
-        received[name.substr(0, name.size() - 1)] = value;
+        message.erase(name);
+        message[name + "s"] = value;
+        message[name.substr(0, name.size() - 1)] = value;
         string lower = name;
         lower.front() = static_cast<char>(lower.front() - 'A' + 'a');
-        received[lower] = value;
+        message[lower] = value;
     }
-    received[""] = string();
-    for (const PropertyMap& properties : {received, PropertyMap{}})
+    message[""] = string();
+    for (const ReceivedProperties& properties : {message, ReceivedProperties{}})
     {
         recorded_log::clear();
         insert(properties);
@@ -269,7 +270,7 @@ TEST_P(Insert, storesNothingWithoutAPropertyToKeep)
     // Nor does it change what is stored, or search again.
     routine.objects.insertObject(path, routine.kept);
     recorded_log::clear();
-    insert(received);
+    insert(message);
     EXPECT_EQ(stored(), routine.kept);
     EXPECT_EQ(recorded_log::summary(), start());
     EXPECT_FALSE(takeRecoveryRequest());
@@ -285,9 +286,10 @@ TEST_P(Insert, refusesAPropertyOfAnyOtherType)
             {
                 continue;
             }
-            SCOPED_TRACE(testing::Message() << name << " as alternative " << value.index());
+            SCOPED_TRACE(testing::Message()
+                         << std::string_view(name) << " as alternative " << value.index());
             recorded_log::clear();
-            insert({{name, value}});
+            insert({{string(name), value}});
             EXPECT_EQ(stored(), std::nullopt);
             EXPECT_EQ(recorded_log::summary(),
                       joined({start(), {said(1, routine.failed + "[" + badAccess + "]")}}));
@@ -300,10 +302,10 @@ TEST_P(Insert, refusesAPropertyOfAnyOtherType)
 TEST_P(Insert, storesNothingOfAnObjectWithOneBadProperty)
 {
     // The last in name order is bad: what comes before has been read and logged.
-    const string last = routine.kept.rbegin()->first;
-    const PropertyMap before = {{routine.kept.begin()->first, routine.kept.begin()->second}};
+    const PropertyName last = (routine.kept.end() - 1)->name;
+    const PropertyMap before = {*routine.kept.begin()};
     routine.objects.insertObject(path, before);
-    insert(sample::with(routine.kept, last, true));
+    insert(received(sample::with(routine.kept, last, true)));
     EXPECT_EQ(stored(), before);
     EXPECT_EQ(recorded_log::summary(), joined({start(),
                                                keeps(sample::without(routine.kept, last)),
@@ -313,12 +315,11 @@ TEST_P(Insert, storesNothingOfAnObjectWithOneBadProperty)
 
 TEST_P(Insert, mergesWhatChangedIntoWhatIsStored)
 {
-    const string changed = routine.kept.begin()->first;
-    const PropertyValue value = routine.kept.begin()->second;
+    const auto [changed, value] = *routine.kept.begin();
     PropertyMap before = sample::without(routine.kept, changed);
-    before["Foreign"] = true; // whatever is stored stays
+    before.insert_or_assign("Foreign", true); // whatever is stored stays
     routine.objects.insertObject(path, before);
-    insert({{changed, value}, {"Other", true}});
+    insert({{string(changed), value}, {"Other", true}});
     EXPECT_EQ(stored(), sample::with(before, changed, value));
     EXPECT_EQ(recorded_log::summary(),
               joined({start(), keeps({{changed, value}}), routine.unmatched}));
@@ -329,23 +330,23 @@ TEST_P(Insert, overwritesWhatChanged)
     PropertyMap before;
     for (const auto& [name, value] : routine.kept)
     {
-        before[name] = std::vector<string>{"older"};
+        before.insert_or_assign(name, std::vector<string>{"older"});
     }
     routine.objects.insertObject(path, before);
-    insert(routine.kept);
+    insert(received(routine.kept));
     EXPECT_EQ(stored(), routine.kept);
 }
 
 TEST_P(Insert, doesNotUpdateAnAssociatedObject)
 {
-    const PropertyMap before = {{routine.kept.begin()->first, routine.kept.begin()->second}};
+    const PropertyMap before = {*routine.kept.begin()};
     routine.objects.insertObject(path, before);
     pair();
-    const PropertyMap bad = sample::with(routine.kept, routine.kept.begin()->first, true);
-    for (const PropertyMap& received : {routine.kept, bad, PropertyMap{}})
+    const PropertyMap bad = sample::with(routine.kept, routine.kept.begin()->name, true);
+    for (const PropertyMap& changed : {routine.kept, bad, PropertyMap{}})
     {
         recorded_log::clear();
-        insert(received);
+        insert(received(changed));
         EXPECT_EQ(stored(), before);
         EXPECT_EQ(recorded_log::summary(),
                   joined({start(), {said(5, "Association exists " + path)}}));
@@ -356,7 +357,7 @@ TEST_P(Insert, doesNotUpdateAnAssociatedObject)
 TEST_P(Insert, storesAnAssociatedObjectThatIsNotStored)
 {
     pair();
-    insert(routine.kept);
+    insert(received(routine.kept));
     EXPECT_EQ(stored(), routine.kept);
     EXPECT_EQ(recorded_log::summary(),
               joined({start(),
@@ -369,7 +370,7 @@ TEST_P(Insert, updatesAnObjectThatIsPairedOnlyOnTheOtherSide)
     ASSERT_TRUE(routine.side == 1 ? addAssociationPair(path, "/other")
                                   : addAssociationPair("/other", path));
     routine.objects.insertObject(path, {});
-    insert(routine.kept);
+    insert(received(routine.kept));
     EXPECT_EQ(stored(), routine.kept);
     EXPECT_EQ(recorded_log::summary(), joined({start(), keeps(routine.kept), routine.unmatched}));
 }
@@ -377,9 +378,9 @@ TEST_P(Insert, updatesAnObjectThatIsPairedOnlyOnTheOtherSide)
 TEST_P(Insert, logsAnyExceptionAndRequestsRecovery)
 {
     const auto [name, value] = *routine.kept.begin();
-    const string text = name + routine.separator + shown(value);
+    const string text = string(name) + routine.separator + shown(value);
     when(text, [] { throw std::runtime_error("boom"); });
-    insert(routine.kept);
+    insert(received(routine.kept));
     EXPECT_EQ(recorded_log::summary(),
               joined({start(), {said(5, text)}, {said(1, routine.failed + "[boom]")}}));
     EXPECT_TRUE(takeRecoveryRequest());
@@ -387,7 +388,7 @@ TEST_P(Insert, logsAnyExceptionAndRequestsRecovery)
 
     recorded_log::clear();
     when(text, [] { throw 42; });
-    insert(routine.kept);
+    insert(received(routine.kept));
     EXPECT_EQ(recorded_log::summary(),
               joined({start(), {said(5, text)}, {said(1, routine.failedUnknown)}}));
     EXPECT_TRUE(takeRecoveryRequest());
@@ -398,36 +399,37 @@ TEST_P(Insert, letsNoExceptionOfTheEngineOut)
 {
     pair(); // the dispatcher itself says so, and throws
     when("Association already exists " + path, [] { throw std::runtime_error("boom"); });
-    EXPECT_NO_THROW(insert(routine.kept));
+    EXPECT_NO_THROW(insert(received(routine.kept)));
     EXPECT_EQ(stored(), routine.kept);
 }
 
 TEST_P(Insert, startsFromNothingWhenTheObjectVanishesMeanwhile)
 {
-    const PropertyMap received = {*routine.kept.begin()};
+    const PropertyMap one = {*routine.kept.begin()};
     const string vanished = path + " Not able to get entry from the map";
     // Should the thread have slept for another reason than the pairs, it is tried again.
     for (int attempt = 0; attempt < 100 && !recorded_log::contains(vanished); ++attempt)
     {
         resetStore();
         routine.objects.insertObject(path, routine.kept);
-        insertWhileTheObjectVanishes(received);
+        insertWhileTheObjectVanishes(received(one));
     }
-    EXPECT_EQ(stored(), received);
+    EXPECT_EQ(stored(), one);
     EXPECT_EQ(recorded_log::summary(),
-              joined({start(), {said(9, vanished)}, keeps(received), routine.unmatched}));
+              joined({start(), {said(9, vanished)}, keeps(one), routine.unmatched}));
     EXPECT_TRUE(takeRecoveryRequest());
 }
 
 TEST_P(Insert, survivesMemoryThatRunsOutAnywhere)
 {
+    const ReceivedProperties whole = received(routine.kept);
     for (std::size_t spared = 0;; ++spared)
     {
         SCOPED_TRACE(spared);
         resetStore();
         recorded_log::setLevel(1); // the recorded lines take memory too
         failing_allocation::arm(spared);
-        EXPECT_NO_THROW(insert(routine.kept));
+        EXPECT_NO_THROW(insert(whole));
         if (!failing_allocation::disarm())
         {
             break;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <utility>
@@ -47,7 +48,7 @@ TEST(insertObject, storesACopy)
     TestMap map;
     PropertyMap properties = first;
     map.objects.insertObject(slot1, properties);
-    properties.clear();
+    properties = {};
     EXPECT_EQ(map.get(slot1), first);
     EXPECT_TRUE(map.objects.hasObject(slot1));
 }
@@ -75,7 +76,7 @@ TEST(insertObject, leavesAnUnchangedObjectAsItIs)
     EXPECT_TRUE(map.objects.isLatest(snapshot));
 
     PropertyMap longer = first;
-    longer.emplace("Z", true);
+    longer.insert_or_assign("Z", true);
     for (const PropertyMap& other : {second, first, longer, PropertyMap{}})
     {
         map.objects.insertObject(slot1, other);
@@ -86,11 +87,13 @@ TEST(insertObject, leavesAnUnchangedObjectAsItIs)
 
 TEST(insertObject, keepsAValueOfEveryType)
 {
+    constexpr std::array<PropertyName, 13> names{"A", "B", "C", "D", "E", "F", "G",
+                                                 "H", "I", "J", "K", "L", "M"};
     TestMap map;
     PropertyMap properties;
     for (const PropertyValue& value : sample::everyType())
     {
-        properties.emplace("P" + std::to_string(value.index()), value);
+        properties.insert_or_assign(names.at(value.index()), value);
     }
     map.objects.insertObject(slot1, properties);
     EXPECT_EQ(map.get(slot1), properties);
@@ -179,7 +182,7 @@ TEST(getObject, copiesOut)
     PropertyMap properties = second;
     EXPECT_TRUE(map.objects.getObject(slot1, &properties));
     EXPECT_EQ(properties, first);
-    properties.clear();
+    properties = {};
     EXPECT_EQ(map.get(slot1), first);
 }
 

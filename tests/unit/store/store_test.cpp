@@ -50,21 +50,6 @@ TEST(PropertyValue, triesItsTypesInThisOrder)
     EXPECT_EQ(PropertyValue{}, PropertyValue(std::vector<std::string>{}));
 }
 
-TEST(PropertyMap, isInByteOrderOfTheNames)
-{
-    PropertyMap properties;
-    for (const char* name : {"b", "a", "B", "\xff", "ab"})
-    {
-        properties[name] = true;
-    }
-    std::vector<std::string> names;
-    for (const auto& [name, value] : properties)
-    {
-        names.push_back(name);
-    }
-    EXPECT_EQ(names, (std::vector<std::string>{"B", "a", "ab", "b", "\xff"}));
-}
-
 TEST(Store, keepsEachKindOfObjectInAMapOfItsOwn)
 {
     for (const NamedMap& map : maps)

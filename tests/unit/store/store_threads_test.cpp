@@ -36,8 +36,8 @@ PropertyMap objectOf(const string& path, int number)
 void expectWhole(const string& path, const PropertyMap& properties)
 {
     ASSERT_EQ(properties.size(), 3U);
-    EXPECT_EQ(std::get<string>(properties.at("Path")), path);
-    EXPECT_EQ(properties.at("First"), properties.at("Second"));
+    EXPECT_EQ(std::get<string>(*properties.find("Path")), path);
+    EXPECT_EQ(*properties.find("First"), *properties.find("Second"));
 }
 
 void insertAndErase(int seed)

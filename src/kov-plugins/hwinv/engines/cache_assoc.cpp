@@ -90,12 +90,12 @@ Verdict CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyM
                                std::string& handleName)
 {
     // A map without properties has no handle either.
-    const auto handle = cacheProperties.find(names::handle);
-    if (handle == cacheProperties.end() || cpuProperties.empty())
+    const PropertyValue* handle = cacheProperties.find(names::handle);
+    if (handle == nullptr || cpuProperties.empty())
     {
         return Condition::propertiesPresent;
     }
-    const auto cacheHandle = std::get<std::uint16_t>(handle->second);
+    const auto cacheHandle = std::get<std::uint16_t>(*handle);
     CPU_LOG(level::trace, "Cache Handle: %d", cacheHandle);
     if (cacheHandle == 0)
     {
@@ -107,12 +107,12 @@ Verdict CompareCacheAssocProps(const PropertyMap& cpuProperties, const PropertyM
     for (const std::string_view name : handleNames)
     {
         ++level;
-        const auto named = cpuProperties.find(name);
-        if (named == cpuProperties.end())
+        const PropertyValue* named = cpuProperties.find(name);
+        if (named == nullptr)
         {
             continue;
         }
-        const auto cpuHandle = std::get<std::uint16_t>(named->second);
+        const auto cpuHandle = std::get<std::uint16_t>(*named);
         CPU_LOG(level::trace, "CPU L%d Cache Handle: %d", level, cpuHandle);
         if (cpuHandle != 0 && cpuHandle == cacheHandle)
         {

@@ -13,6 +13,7 @@
 
 #include "engines/verdict.hpp"
 #include "store/cpu_cache_pairs.hpp"
+#include "store/property_map.hpp"
 #include "store/types.hpp"
 
 #include <cstddef>

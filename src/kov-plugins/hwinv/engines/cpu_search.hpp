@@ -6,6 +6,7 @@
  */
 #pragma once
 
+#include "store/property_map.hpp"
 #include "store/types.hpp"
 
 #include <string>

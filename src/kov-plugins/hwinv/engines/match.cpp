@@ -10,13 +10,6 @@
 namespace
 {
 
-/** The property's value, null when the map has no such name. */
-const PropertyValue* find(const PropertyMap& properties, std::string_view name)
-{
-    const auto at = properties.find(name);
-    return at == properties.end() ? nullptr : &at->second;
-}
-
 /**
  * The two texts that a PCIe rule compares, the SMBIOS designation and the KOVD descriptor of that
  * name.
@@ -24,8 +17,8 @@ const PropertyValue* find(const PropertyMap& properties, std::string_view name)
 Verdict readTexts(const PropertyMap& smbios, const PropertyMap& kovd, std::string_view fqddName,
                   std::string_view& designation, std::string_view& fqdd)
 {
-    const PropertyValue* designationValue = find(smbios, names::slotDesignation);
-    const PropertyValue* fqddValue = find(kovd, fqddName);
+    const PropertyValue* designationValue = smbios.find(names::slotDesignation);
+    const PropertyValue* fqddValue = kovd.find(fqddName);
     if (designationValue == nullptr || fqddValue == nullptr)
     {
         return Condition::propertiesPresent;
@@ -86,9 +79,9 @@ bool namesDevice(std::string_view designation, std::string_view deviceType)
 
 Verdict matchSlots(const PropertyMap& smbios, const PropertyMap& kovd)
 {
-    const PropertyValue* slotId = find(smbios, names::slotId);
-    const PropertyValue* instance = find(kovd, names::pcieLocatorInstanceNum);
-    const PropertyValue* locator = find(kovd, names::pcieLocatorType);
+    const PropertyValue* slotId = smbios.find(names::slotId);
+    const PropertyValue* instance = kovd.find(names::pcieLocatorInstanceNum);
+    const PropertyValue* locator = kovd.find(names::pcieLocatorType);
     // All three are needed; an object without them is no slot of this kind.
     if (slotId == nullptr || instance == nullptr || locator == nullptr)
     {
@@ -134,9 +127,9 @@ Verdict matchSlotDevice(const PropertyMap& smbios, const PropertyMap& kovd)
 
 Verdict matchSockets(const Site& site, const PropertyMap& smbios, const PropertyMap& kovd)
 {
-    const PropertyValue* socketValue = find(smbios, names::socket);
-    const PropertyValue* keyValue = find(kovd, names::targetDevKey);
-    const PropertyValue* numberValue = find(kovd, names::slotNumber);
+    const PropertyValue* socketValue = smbios.find(names::socket);
+    const PropertyValue* keyValue = kovd.find(names::targetDevKey);
+    const PropertyValue* numberValue = kovd.find(names::slotNumber);
     if (socketValue == nullptr || keyValue == nullptr || numberValue == nullptr)
     {
         return Condition::propertiesPresent;

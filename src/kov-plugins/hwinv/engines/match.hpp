@@ -5,7 +5,7 @@
 #pragma once
 
 #include "engines/verdict.hpp"
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <cstdint>
 #include <string>

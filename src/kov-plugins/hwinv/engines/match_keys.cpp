@@ -12,8 +12,7 @@ namespace
 template <class Value>
 const Value* find(const PropertyMap& properties, std::string_view name)
 {
-    const auto at = properties.find(name);
-    return at == properties.end() ? nullptr : std::get_if<Value>(&at->second);
+    return std::get_if<Value>(properties.find(name));
 }
 
 /** The number behind "SLOT ", -1 when there is none; nothing where the slot rule would not come. */

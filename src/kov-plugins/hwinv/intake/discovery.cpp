@@ -54,7 +54,7 @@ void insertObjects(const Site& site, const char* label, const std::array<InsertR
     {
         const std::string& path = objectPath.str;
         const auto insert =
-            [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
+            [&](const InsertRow& row, const std::string&, const ReceivedProperties& properties)
         {
             LOG_AT(site, level::error, "%s = %s", label, path.c_str());
             row.operation(path, properties);

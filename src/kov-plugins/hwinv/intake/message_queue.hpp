@@ -33,7 +33,7 @@ struct SignalRecord
     std::string interfaceName;                  // PropertiesChanged
     InterfaceMap interfaces;                    // InterfacesAdded
     std::vector<std::string> removedInterfaces; // InterfacesRemoved
-    PropertyMap changedProperties;              // PropertiesChanged
+    ReceivedProperties changedProperties;       // PropertiesChanged
 };
 
 struct MessageQueue

@@ -20,7 +20,7 @@
 #include <string>
 #include <string_view>
 
-using InsertOperation = void (*)(const std::string& path, const PropertyMap& properties);
+using InsertOperation = void (*)(const std::string& path, const ReceivedProperties& properties);
 using RemoveOperation = void (*)(const std::string& path);
 
 inline constexpr std::string_view inAnyPath; // empty

@@ -50,7 +50,8 @@ void changeProperties(const Site& site, const InsertRow* row, const SignalRecord
 
 void addSmbios(const Site& site, const SignalRecord& record)
 {
-    const auto add = [&](const InsertRow& row, const std::string&, const PropertyMap& properties)
+    const auto add =
+        [&](const InsertRow& row, const std::string&, const ReceivedProperties& properties)
     {
         LOG_AT(site, level::error, "%s Add ObjPath", record.objectPath.c_str());
         row.operation(record.objectPath, properties);
@@ -72,8 +73,8 @@ void removeSmbios(const Site& site, const SignalRecord& record)
 
 void addKovd(const Site& site, const SignalRecord& record)
 {
-    const auto add =
-        [&](const InsertRow& row, const std::string& interface, const PropertyMap& properties)
+    const auto add = [&](const InsertRow& row, const std::string& interface,
+                         const ReceivedProperties& properties)
     {
         // The two lines change places for a chassis object.
         const bool chassis = row.pathText == names::kovdChassisPath;

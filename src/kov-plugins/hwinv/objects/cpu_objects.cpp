@@ -108,7 +108,7 @@ constexpr FailureLines readFailed{
 
 } // namespace
 
-void InsertSMBIOSCPUObj(const std::string& path, const PropertyMap& received)
+void InsertSMBIOSCPUObj(const std::string& path, const ReceivedProperties& received)
 try
 {
     CPU_LOG(level::info, "Path:%s", path.c_str());
@@ -132,7 +132,7 @@ catch (...)
     requestRecovery();
 }
 
-void InsertSMBIOSCacheObj(const std::string& path, const PropertyMap& received)
+void InsertSMBIOSCacheObj(const std::string& path, const ReceivedProperties& received)
 try
 {
     CPU_LOG(level::info, "SmbiosPath:%s", path.c_str());
@@ -156,7 +156,7 @@ catch (...)
     requestRecovery();
 }
 
-void InsertKOVDCPUObj(const std::string& path, const PropertyMap& received)
+void InsertKOVDCPUObj(const std::string& path, const ReceivedProperties& received)
 try
 {
     CPU_LOG(level::info, "KOVDpath = %s", path.c_str());

@@ -20,9 +20,9 @@
 
 #include <string>
 
-void InsertSMBIOSCPUObj(const std::string& path, const PropertyMap& received);
-void InsertSMBIOSCacheObj(const std::string& path, const PropertyMap& received);
-void InsertKOVDCPUObj(const std::string& path, const PropertyMap& received);
+void InsertSMBIOSCPUObj(const std::string& path, const ReceivedProperties& received);
+void InsertSMBIOSCacheObj(const std::string& path, const ReceivedProperties& received);
+void InsertKOVDCPUObj(const std::string& path, const ReceivedProperties& received);
 
 /** Takes the processor's tuple and those of its caches off its partner's list. */
 void removeSMBIOSCPUAssoc(const std::string& path);

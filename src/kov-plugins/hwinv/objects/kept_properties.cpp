@@ -39,9 +39,10 @@ PropertyValue readAndLog(const Site& site, const char* separator, const std::str
 } // namespace
 
 void storeAndAssociate(const Site& site, const InsertRule& rule, const std::string& path,
-                       const PropertyMap& received, PropertyMap working)
+                       const ReceivedProperties& received, PropertyMap working)
 {
     bool any = false;
+    working.reserve(rule.kept.size());
     for (const auto& [name, value] : received)
     {
         const KeptProperty* kept = findKept(rule.kept, name);
@@ -49,7 +50,8 @@ void storeAndAssociate(const Site& site, const InsertRule& rule, const std::stri
         {
             continue;
         }
-        working.insert_or_assign(name, readAndLog(site, rule.separator, name, value, kept->type));
+        working.insert_or_assign(kept->name,
+                                 readAndLog(site, rule.separator, name, value, kept->type));
         any = true;
     }
     if (!any)

@@ -7,6 +7,7 @@
 #include "base/log.hpp"
 #include "engines/association_codes.hpp"
 #include "store/object_map.hpp"
+#include "store/property_map.hpp"
 #include "store/types.hpp"
 
 #include <span>
@@ -23,7 +24,7 @@ enum class KeptType
 /** A property to keep; compared by its whole name, case and all. */
 struct KeptProperty
 {
-    std::string_view name;
+    PropertyName name;
     KeptType type;
 };
 
@@ -47,4 +48,4 @@ struct InsertRule
  * than the table says.
  */
 void storeAndAssociate(const Site& site, const InsertRule& rule, const std::string& path,
-                       const PropertyMap& received, PropertyMap working);
+                       const ReceivedProperties& received, PropertyMap working);

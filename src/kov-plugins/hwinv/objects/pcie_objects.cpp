@@ -53,7 +53,7 @@ const InsertRule kovdChassisRule{kovdChassisPathSlotObjs, kovdChassisKept, "=", 
                                  object_type::kovdChassisSlot};
 
 void insertPCIeObject(const Site& site, const InsertRule& rule, const std::string& path,
-                      const PropertyMap& received)
+                      const ReceivedProperties& received)
 {
     const bool stored = rule.objects.hasObject(path);
     if (stored && isPathAssociated(rule.sourceCode, path))
@@ -78,7 +78,7 @@ constexpr FailureLines insertFailed{"Exception occurred[%s]", "Exception occurre
 
 } // namespace
 
-void InsertSMBIOSPCIeSlotObj(const std::string& path, const PropertyMap& received)
+void InsertSMBIOSPCIeSlotObj(const std::string& path, const ReceivedProperties& received)
 try
 {
     insertPCIeObject(UTIL_SITE, smbiosSlotRule, path, received);
@@ -89,7 +89,7 @@ catch (...)
     requestRecovery();
 }
 
-void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received)
+void InsertKOVDPCIeSlotObj(const std::string& path, const ReceivedProperties& received)
 try
 {
     UTIL_LOG(level::trace, "KOVDpath = %s", path.c_str());
@@ -101,7 +101,7 @@ catch (...)
     requestRecovery();
 }
 
-void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& received)
+void InsertKOVDPCIeDevicesObj(const std::string& path, const ReceivedProperties& received)
 try
 {
     UTIL_LOG(level::trace, "KOVDPath:%s", path.c_str());
@@ -113,7 +113,7 @@ catch (...)
     requestRecovery();
 }
 
-void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& received)
+void InsertKOVDChassisPathSlotObjs(const std::string& path, const ReceivedProperties& received)
 try
 {
     UTIL_LOG(level::trace, "KovdPath:%s", path.c_str());

@@ -16,10 +16,10 @@
 
 #include <string>
 
-void InsertSMBIOSPCIeSlotObj(const std::string& path, const PropertyMap& received);
-void InsertKOVDPCIeSlotObj(const std::string& path, const PropertyMap& received);
-void InsertKOVDPCIeDevicesObj(const std::string& path, const PropertyMap& received);
-void InsertKOVDChassisPathSlotObjs(const std::string& path, const PropertyMap& received);
+void InsertSMBIOSPCIeSlotObj(const std::string& path, const ReceivedProperties& received);
+void InsertKOVDPCIeSlotObj(const std::string& path, const ReceivedProperties& received);
+void InsertKOVDPCIeDevicesObj(const std::string& path, const ReceivedProperties& received);
+void InsertKOVDChassisPathSlotObjs(const std::string& path, const ReceivedProperties& received);
 
 /**
  * Forgets an SMBIOS slot and clears the association of the KOVD object paired with it. Objects

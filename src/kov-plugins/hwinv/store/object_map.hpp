@@ -16,7 +16,7 @@
 #pragma once
 
 #include "base/mutex.hpp"
-#include "store/types.hpp"
+#include "store/property_map.hpp"
 
 #include <atomic>
 #include <cstdint>

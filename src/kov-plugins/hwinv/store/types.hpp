@@ -35,8 +35,8 @@ using PropertyValue = std::variant<std::vector<std::string>,  // as
                                    std::vector<std::uint8_t>, // ay
                                    AssociationList>;          // a(sss)
 
-/** Property name to value, in byte order of the names; looked up by any text without a copy. */
-using PropertyMap = std::map<std::string, PropertyValue, std::less<>>;
+/** Property name to value, as a message brings them: "a{sv}" on the bus, in byte order. */
+using ReceivedProperties = std::map<std::string, PropertyValue, std::less<>>;
 
 /** Interface name to properties: "a{sa{sv}}" on the bus. */
-using InterfaceMap = std::map<std::string, PropertyMap, std::less<>>;
+using InterfaceMap = std::map<std::string, ReceivedProperties, std::less<>>;
