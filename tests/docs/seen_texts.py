@@ -18,6 +18,9 @@ NOT_SEEN = {}
 
 CONVERSION = re.compile(r"%(?:\.\*)?[a-z]+")
 
+# What the real log writes in front of a text.
+RECORD = re.compile(r"^\d+ \d+ \w+\.\d+\.[~\w]+: ")
+
 
 def texts_of_sources(root):
     texts = set()
@@ -30,7 +33,8 @@ def texts_of_sources(root):
 def lines_of(folder):
     lines = set()
     for file in pathlib.Path(folder).iterdir():
-        lines |= {log_texts.text_of(line) for line in file.read_text(errors="replace").splitlines()}
+        whole = file.read_text(errors="replace").splitlines()
+        lines |= {log_texts.text_of(RECORD.sub("", line)) for line in whole}
     return lines
 
 
