@@ -213,7 +213,7 @@ TEST_F(ExecutorFaults, C6HundredThousandUnitsBeforeTheLoopRunsBlockNobody)
     {
         EXPECT_LE(least, FAULTS_SANITIZED ? 100ms : 10ms);
     }
-    std::cout << "longest wait "
+    std::cout << "[ MEASURED ] longest wait "
               << std::chrono::duration_cast<std::chrono::microseconds>(least).count() << " us\n";
 }
 
@@ -322,8 +322,9 @@ TEST_F(ExecutorFaults, C8NoWakeUpIsLost)
     const auto place = wakeUps.begin() + static_cast<std::ptrdiff_t>(wakeUps.size() * 99 / 100);
     std::nth_element(wakeUps.begin(), place, wakeUps.end());
     const auto slow = std::chrono::duration_cast<std::chrono::microseconds>(*place);
-    std::cout << repeats << " times " << static_cast<long>(producers) * perProducer << " units, "
-              << wakeUps.size() << " wake-ups, 99 of 100 within " << slow.count() << " us\n";
+    std::cout << "[ MEASURED ] " << repeats << " times "
+              << static_cast<long>(producers) * perProducer << " units, " << wakeUps.size()
+              << " wake-ups, 99 of 100 within " << slow.count() << " us\n";
     if (faults::whole() && !faults::threadSanitizer && !faults::addressSanitizer)
     {
         EXPECT_LE(slow, 5ms);
@@ -429,7 +430,7 @@ TEST_F(ExecutorFaults, C9ForksOfAnotherThreadLoseNoUnitOfTheParent)
                   "4 300 oneway_channel.LINE.~OneWayChannel: Destructor. fork happened? "
                   "(NOT Recommended to fork with multiple threads)");
     }
-    std::cout << forks << " forks while " << queued << " units were queued\n";
+    std::cout << "[ MEASURED ] " << forks << " forks while " << queued << " units were queued\n";
 }
 
 } // namespace

@@ -135,7 +135,8 @@ TEST(QueueFaults, C8NoRecordIsLost)
         EXPECT_TRUE(kovdMessageQueue.records.empty());
     }
     stopWorker();
-    std::cout << repeats << " times " << static_cast<long>(producers) * perProducer << " records\n";
+    std::cout << "[ MEASURED ] " << repeats << " times "
+              << static_cast<long>(producers) * perProducer << " records\n";
 }
 
 } // namespace

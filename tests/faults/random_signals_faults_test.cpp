@@ -345,7 +345,7 @@ TEST(RandomSignals, M11LeaveWhatTheModelSays)
             recorded_requests::clear();
         }
     }
-    std::cout << count << " signals, " << broken << " of them broken\n";
+    std::cout << "[ MEASURED ] " << count << " signals, " << broken << " of them broken\n";
     resetStore();
 }
 

@@ -65,7 +65,7 @@ void RawFaults::startAndSubscribe(const kit::Preloads& preloads)
     startOnFakeBus(preloads);
     ASSERT_TRUE(fake.waitForCalls("AddMatch", matchRules, kit::patience));
     ASSERT_TRUE(fake.waitForCalls("GetManagedObjects", 3, kit::patience));
-    ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
+    ASSERT_TRUE(waitForThreads());
     ASSERT_TRUE(fake.waitForClients(lastingConnections, kit::patience));
     noteDescriptors();
 }

@@ -290,7 +290,7 @@ TEST_F(RawMessages, M5RepliesOfAnotherKind)
         const auto failed = [](const rig::LogLine& line)
         { return line.text.starts_with("exception: "); };
         EXPECT_TRUE(daemon().log().waitFor(failed, kit::patience, 0, 2));
-        ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
+        ASSERT_TRUE(waitForThreads());
         daemon().catchUp();
         EXPECT_EQ(daemon().log().count(failed), 2u) << "one for each service";
         EXPECT_TRUE(daemon().running());
@@ -309,7 +309,7 @@ TEST_F(RawMessages, M5ListNamesOfAnotherKind)
     const auto failed = [](const rig::LogLine& line)
     { return line.function == "GetAllManagedObjects" && line.text.starts_with("exception: "); };
     EXPECT_TRUE(daemon().log().waitFor(failed, kit::patience));
-    ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
+    ASSERT_TRUE(waitForThreads());
     ASSERT_TRUE(fake.waitForCalls("AddMatch", 8, kit::patience));
     ASSERT_TRUE(fake.waitForClients(faults::lastingConnections, kit::patience));
     noteDescriptors();

@@ -78,7 +78,7 @@ TEST_F(RecoveryFaults, C11AMillionRequestsAreOneResyncAndRequestsDuringItOneMore
     const auto begin = std::chrono::steady_clock::now();
     runTogether(fourThreads);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    std::cout << 4 * each << " requests in " << took.count() << " s\n";
+    std::cout << "[ MEASURED ] " << 4 * each << " requests in " << took.count() << " s\n";
     log.on(starting,
            [&]
            {

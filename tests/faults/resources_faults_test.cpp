@@ -25,8 +25,7 @@ using kit::Texts;
 
 const std::string completed = "Recovery: resync completed. Entering cool-down...";
 
-/** A sanitizer has its own work to do at the end. */
-const std::chrono::milliseconds endLimit = kit::sanitized() ? 4000ms : 200ms;
+constexpr auto endLimit = 200ms;
 
 class ResourceFaults : public RawFaults
 {
@@ -255,8 +254,7 @@ TEST_F(ResourceFaults, R6AMainLoopThatEndsWhileAllThreadsWork)
                                     .mainOnly = true,
                                     .whenArmed = true});
         startWith(preloads, {}, 1);
-        EXPECT_TRUE(daemon().waitForThreads(kit::allThreads + (faults::threadSanitizer ? 1 : 0),
-                                            kit::patience));
+        EXPECT_TRUE(waitForThreads());
         daemon().signal(kit::armSignal());
         expectEndWith(0);
     }

@@ -408,7 +408,7 @@ TEST_F(ServiceFaults, S8FiftyThousandPlatformObjects)
     const auto begun = Clock::now();
     startWith({}, {"SYSTEMD_BUS_TIMEOUT=5min"}, 1);
     observer.waitForOwner(rig::daemonName, kit::patience);
-    ASSERT_TRUE(daemon().waitForThreads(kit::allThreads, kit::patience));
+    ASSERT_TRUE(waitForThreads());
     const auto whole = Clock::now() - begun;
     const auto own = kit::firstThreadOf(daemon().pid());
     ASSERT_TRUE(kovd.journal().waitForSets(slots, kit::patience));

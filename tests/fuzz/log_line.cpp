@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
 #include <string_view>
 #include <sys/uio.h>
@@ -85,11 +86,13 @@ std::string hex(unsigned char byte)
     return std::string("\\x") + digits[byte >> 4U] + digits[byte & 15U];
 }
 
-/** Mostly once. */
+/** Mostly once, and no longer than what standard error takes whole and a little more (below). */
 std::string repeated(const std::string& text, unsigned choice)
 {
+    constexpr std::size_t mostBytes = 9000;
     std::string all = text;
-    for (unsigned more = choice < 240 ? 0 : 10 * (choice - 239); more > 0; --more)
+    unsigned more = choice < 240 ? 0 : 10 * (choice - 239);
+    for (; more > 0 && all.size() <= mostBytes; --more)
     {
         all += text;
     }
@@ -156,10 +159,20 @@ void checkBytes()
     require(written.empty() || written.back() == '\n' || interrupted, "a line ends");
 }
 
+/** Makes standard error a pipe of four pages where it is a pipe: it then takes a line of up to two
+ * of them whole and a longer one in pieces, so that lines can be short here. */
+void shortenStandardError()
+{
+    constexpr int pages = 4;
+    [[maybe_unused]] static const int size =
+        fcntl(STDERR_FILENO, F_SETPIPE_SZ, pages * static_cast<int>(sysconf(_SC_PAGESIZE)));
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
+    shortenStandardError();
     Input input(data, size);
     script = input.byte();
     const bool undisturbed = script == 0;

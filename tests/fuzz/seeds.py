@@ -266,6 +266,7 @@ def line_seeds():
     yield "filtered", bytes([0, 9, 0]) + b"some text"
     yield "piece", bytes([0, 1, 0]) + b"...#1 text\n...#1 "
     yield "long", bytes([0, 1, 255]) + "äöü\n".encode() * 6
+    yield "divided", bytes([0, 1, 255]) + "äöü\n".encode() * 20
 
 
 def main():

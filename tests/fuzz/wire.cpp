@@ -129,7 +129,7 @@ std::string end(Writer& message, const std::string& signature, const std::string
 }
 
 /** Where the next message of those that the library has sent begins; npos when it is cut off. */
-std::size_t behindMessage(const std::string& bytes, std::size_t at)
+std::size_t behindMessage(std::string_view bytes, std::size_t at)
 {
     const auto number = [&](std::size_t offset)
     {
@@ -143,7 +143,7 @@ std::size_t behindMessage(const std::string& bytes, std::size_t at)
     };
     if (bytes.size() - at < fieldsAt + 4)
     {
-        return std::string::npos;
+        return std::string_view::npos;
     }
     const std::size_t head = (fieldsAt + 4 + number(fieldsAt) + 7) / 8 * 8;
     return at + head + number(4);
@@ -215,9 +215,8 @@ void wire::Connection::prepareReply(Order order, unsigned number, const std::str
 
 unsigned wire::Connection::sent()
 {
-    std::string bytes(1 << 16, '\0');
-    const ssize_t got = read(otherEnd_, bytes.data(), bytes.size());
-    bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    const ssize_t got = read(otherEnd_, received_.data(), received_.size());
+    const std::string_view bytes(received_.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
     unsigned count = 0;
     for (std::size_t at = 0; at < bytes.size(); at = behindMessage(bytes, at))
     {

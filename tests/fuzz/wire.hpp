@@ -9,10 +9,12 @@
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/message.hpp>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace wire
 {
@@ -64,7 +66,8 @@ class Connection
     std::optional<sdbusplus::bus_t> bus_;
     sd_bus* raw_ = nullptr;
     int otherEnd_ = -1;
-    std::uint32_t lastSent_ = 0; // the serial number of the library's last message
+    std::array<char, 1 << 16> received_; // what sent() has read; a new one each time takes its time
+    std::uint32_t lastSent_ = 0;         // the serial number of the library's last message
 };
 
 } // namespace wire

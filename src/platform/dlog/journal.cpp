@@ -63,7 +63,7 @@ bool namesStream(const char* journalStream, dev_t device, ino_t inode)
     const char* const end = text.data() + text.size();
     std::uint64_t first = 0;
     std::uint64_t second = 0;
-    const auto [colon, firstError] = std::from_chars(text.data(), end, first);
+    const auto [colon, firstError] = std::from_chars(text.data(), text.data() + text.size(), first);
     if (firstError != std::errc{} || colon == end || *colon != ':')
     {
         return false;

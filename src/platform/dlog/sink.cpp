@@ -107,7 +107,7 @@ class Patience
 
   private:
     bool started_ = false;
-    Clock::time_point end_{};
+    Clock::time_point end_;
 };
 
 // False when the sink takes nothing for longer than that, or never will.

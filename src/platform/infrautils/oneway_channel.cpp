@@ -239,11 +239,15 @@ void OneWayChannel::stepBack(sd_event_source* source)
 int OneWayChannel::beforeIteration(sd_event_source* source, void* /*userdata*/)
 {
     OneWayChannel* const channel = instance.load();
-    if (channel != nullptr && channel->iterationsWithoutUnit_ <= iterationsForOthers &&
-        ++channel->iterationsWithoutUnit_ > iterationsForOthers)
+    if (channel == nullptr || channel->iterationsWithoutUnit_ > iterationsForOthers)
+    {
+        return 0;
+    }
+    if (channel->iterationsWithoutUnit_ == iterationsForOthers)
     {
         sd_event_source_set_priority(source, SD_EVENT_PRIORITY_NORMAL);
     }
+    ++channel->iterationsWithoutUnit_;
     return 0;
 }
 

@@ -131,10 +131,15 @@ void FaultTest::noteState()
     uniqueName_ = observer.ownerOf(rig::daemonName);
 }
 
+bool FaultTest::waitForThreads(std::size_t threads)
+{
+    return daemon().waitForThreads(threads + sanitizersThreads, patience);
+}
+
 void FaultTest::expectHealthy(std::size_t threads, Descriptors descriptors)
 {
     ASSERT_TRUE(daemon().running()) << tailOf(daemon().log());
-    EXPECT_TRUE(daemon().waitForThreads(threads + sanitizersThreads, patience))
+    EXPECT_TRUE(waitForThreads(threads))
         << daemon().threads() << " threads, not " << threads << "; " << tailOf(daemon().log());
     expectLittleWork();
     expectDescriptors(descriptors);

@@ -77,6 +77,9 @@ class FaultTest : public BusTest
         noMore // a connection that the bus has ended is closed
     };
 
+    /** Waits until the daemon has just so many, those of a sanitizer apart. */
+    bool waitForThreads(std::size_t threads = allThreads);
+
     /** REQUIRES: noteDescriptors(), and nothing left to do for the daemon. Takes three seconds. */
     void expectHealthy(std::size_t threads = allThreads,
                        Descriptors descriptors = Descriptors::asBefore);

@@ -2,6 +2,7 @@
 
 #include "base/names.hpp"
 #include "base/sigint_block.hpp"
+#include "base/terminated.hpp"
 #include "infrautils/oneway_channel.hpp"
 
 #include <utility>
@@ -20,8 +21,8 @@ int setAssociations(void* /*context*/, void* data, unsigned long size)
 
     const auto& request = *static_cast<const AssociationRequest*>(data);
     auto call =
-        busConnection->new_method_call(names::kovdService.data(), request.objectPath.c_str(),
-                                       names::propertiesInterface.data(), "Set");
+        busConnection->new_method_call(terminated(names::kovdService), request.objectPath.c_str(),
+                                       terminated(names::propertiesInterface), "Set");
     call.append(std::string(names::associationsInterface), std::string(names::associationsProperty),
                 std::variant<AssociationList>(request.associations));
 

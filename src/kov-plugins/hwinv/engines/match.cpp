@@ -10,12 +10,6 @@
 namespace
 {
 
-/** The precision with which "%.*s" prints a view. */
-int precision(std::string_view text)
-{
-    return static_cast<int>(text.size());
-}
-
 /**
  * The two texts that a PCIe rule compares, the SMBIOS designation and the KOVD descriptor of that
  * name.
@@ -165,7 +159,7 @@ Verdict matchSockets(const Site& site, const PropertyMap& smbios, const Property
         return Condition::threeTokens;
     }
     const std::string_view slot = tokens.token[2];
-    LOG_AT(site, level::trace, "Slot number=%.*s", precision(slot), slot.data());
+    LOG_AT(site, level::trace, "Slot number=%.*s", static_cast<int>(slot.size()), slot.data());
     // As text, not as a number: "01" is another socket than "1".
     const bool equal = equalsExact(upperSocket, std::string("CPU").append(slot));
     return equal ? Condition::none : Condition::socketIsKey;
@@ -201,16 +195,19 @@ catch (...)
 Verdict matchFQDD(std::string_view designation, std::string_view fqdd)
 {
     const FqddTokens tokens = splitFqdd(fqdd);
-    UTIL_LOG(level::info, "KOVD fqdd %.*s", precision(fqdd), fqdd.data());
-    UTIL_LOG(level::info, "SMBIOS fqdd %.*s", precision(designation), designation.data());
+    UTIL_LOG(level::info, "KOVD fqdd %.*s", static_cast<int>(fqdd.size()), fqdd.data());
+    UTIL_LOG(level::info, "SMBIOS fqdd %.*s", static_cast<int>(designation.size()),
+             designation.data());
     if (!hasThreeTokens(UTIL_SITE, tokens))
     {
         return Condition::threeTokens;
     }
     const auto& [deviceType, slotType, slotNumber] = tokens.token;
-    UTIL_LOG(level::info, "Device Type=%.*s", precision(deviceType), deviceType.data());
-    UTIL_LOG(level::info, "Slot Type=%.*s", precision(slotType), slotType.data());
-    UTIL_LOG(level::info, "Slot number=%.*s", precision(slotNumber), slotNumber.data());
+    UTIL_LOG(level::info, "Device Type=%.*s", static_cast<int>(deviceType.size()),
+             deviceType.data());
+    UTIL_LOG(level::info, "Slot Type=%.*s", static_cast<int>(slotType.size()), slotType.data());
+    UTIL_LOG(level::info, "Slot number=%.*s", static_cast<int>(slotNumber.size()),
+             slotNumber.data());
 
     if (!equalsExact(toUpperCopy(slotType), "SLOT"))
     {

@@ -3,6 +3,7 @@
 #include "base/failure.hpp"
 #include "base/names.hpp"
 #include "base/sigint_block.hpp"
+#include "base/terminated.hpp"
 #include "bus/association_writer.hpp"
 #include "bus/connection.hpp"
 #include "bus/idle_heap.hpp"
@@ -62,7 +63,7 @@ sd_bus* openMainConnection()
     // An older instance gives way to this one, and this one to a newer.
     const SigintBlock block;
     checkBusResult(
-        sd_bus_request_name(connection.raw, names::ownService.data(),
+        sd_bus_request_name(connection.raw, terminated(names::ownService),
                             SD_BUS_NAME_REPLACE_EXISTING | SD_BUS_NAME_ALLOW_REPLACEMENT),
         "sd_bus_request_name");
     return connection.raw;

@@ -3,6 +3,7 @@
 #include "base/failure.hpp"
 #include "base/names.hpp"
 #include "base/sigint_block.hpp"
+#include "base/terminated.hpp"
 #include "bus/connection.hpp"
 #include "bus/object_path.hpp"
 #include "intake/rows.hpp"
@@ -21,24 +22,24 @@ namespace
 using ManagedObjectMap = std::map<compat::ObjectPath, InterfaceMap>;
 
 /** Throws SdBusError when the call fails. */
-sdbusplus::message_t call(sdbusplus::bus_t& bus, std::string_view service, std::string_view path,
-                          std::string_view interface, const char* member)
+sdbusplus::message_t call(sdbusplus::bus_t& bus, const char* service, const char* path,
+                          const char* interface, const char* member)
 {
-    auto method = bus.new_method_call(service.data(), path.data(), interface.data(), member);
+    auto method = bus.new_method_call(service, path, interface, member);
     const SigintBlock block;
     return bus.call(method);
 }
 
-sdbusplus::message_t callGetManagedObjects(sdbusplus::bus_t& bus, std::string_view service,
-                                           std::string_view path)
+sdbusplus::message_t callGetManagedObjects(sdbusplus::bus_t& bus, const char* service,
+                                           const char* path)
 {
-    return call(bus, service, path, names::objectManagerInterface, "GetManagedObjects");
+    return call(bus, service, path, terminated(names::objectManagerInterface), "GetManagedObjects");
 }
 
 /** The objects of a platform root. The reply is gone when they are returned. */
-ManagedObjectMap kovdObjects(sdbusplus::bus_t& bus, std::string_view path)
+ManagedObjectMap kovdObjects(sdbusplus::bus_t& bus, const char* path)
 {
-    auto reply = callGetManagedObjects(bus, names::kovdService, path);
+    auto reply = callGetManagedObjects(bus, terminated(names::kovdService), path);
     ManagedObjectMap objects;
     reply.read(objects);
     return objects;
@@ -74,7 +75,8 @@ void GetAllManagedObjects()
 try
 {
     OpenedBus connection = openBus(sd_bus_open_system, "sd_bus_open_system");
-    auto reply = call(connection.bus, names::busService, "/", names::busInterface, "ListNames");
+    auto reply = call(connection.bus, terminated(names::busService), "/",
+                      terminated(names::busInterface), "ListNames");
     if (reply.is_method_error())
     {
         UTIL_LOG(level::error, "DBus ListNames returned a method error; aborting discovery.");
@@ -113,7 +115,8 @@ try
     UTIL_LOG(level::info, "SMBIOS service is available");
     ManagedObjectMap objects;
     {
-        auto reply = callGetManagedObjects(bus, names::smbiosService, names::inventoryPath);
+        auto reply = callGetManagedObjects(bus, terminated(names::smbiosService),
+                                           terminated(names::inventoryPath));
         UTIL_LOG(level::info, "SMBIOS object reply received");
         if (reply.is_method_error())
         {
@@ -134,9 +137,9 @@ try
 {
     UTIL_LOG(level::info, "KOVD service is available");
     insertObjects(UTIL_SITE, "KOVD object path", kovdBoardRows,
-                  kovdObjects(bus, names::kovdBoardPath));
+                  kovdObjects(bus, terminated(names::kovdBoardPath)));
 
-    const ManagedObjectMap chassisObjects = kovdObjects(bus, names::kovdChassisPath);
+    const ManagedObjectMap chassisObjects = kovdObjects(bus, terminated(names::kovdChassisPath));
     UTIL_LOG(level::info, "KOVD chassis object reply received");
     insertObjects(UTIL_SITE, "KOVD object path", kovdChassisRows, chassisObjects);
 }

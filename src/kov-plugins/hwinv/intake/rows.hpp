@@ -23,14 +23,15 @@
 using InsertOperation = void (*)(const std::string& path, const ReceivedProperties& properties);
 using RemoveOperation = void (*)(const std::string& path);
 
+inline constexpr std::string_view inAnyPath; // empty
+
 template <class Operation>
 struct Row
 {
     std::string_view pathText;
     std::string_view interface;
     Operation operation;
-    std::string_view pathTextToo =
-        {}; // the path must contain it as well; any path contains an empty one
+    std::string_view pathTextToo = inAnyPath; // the path must contain it as well
 };
 
 using InsertRow = Row<InsertOperation>;

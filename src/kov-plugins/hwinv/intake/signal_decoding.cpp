@@ -123,7 +123,8 @@ void decodeRemoved(const Site& site, sdbusplus::message_t& message,
 std::optional<std::string> peekInterface(const Site& site, sdbusplus::message_t& message)
 {
     const char* interface = nullptr;
-    if (const int r = sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_STRING, &interface);
+    if (const int r = sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_STRING,
+                                                static_cast<void*>(&interface));
         r < 0)
     {
         LOG_AT(site, level::error, "sd_bus_message_read_basic failed: %s", std::strerror(-r));

@@ -3,19 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-namespace
-{
-
-/** The first entry that is not before the name. */
-auto lowerBound(auto& entries, std::string_view name)
-{
-    return std::lower_bound(entries.begin(), entries.end(), name,
-                            [](const PropertyMap::Entry& entry, std::string_view wanted)
-                            { return std::string_view(entry.name) < wanted; });
-}
-
-} // namespace
-
 PropertyMap::PropertyMap(std::initializer_list<Entry> entries)
 {
     reserve(entries.size());
@@ -27,13 +14,16 @@ PropertyMap::PropertyMap(std::initializer_list<Entry> entries)
 
 const PropertyValue* PropertyMap::find(std::string_view name) const
 {
-    const auto at = lowerBound(entries_, name);
-    return at != end() && at->name == name ? &at->value : nullptr;
+    // Of so few, nearly all differ in length already.
+    const auto at = std::find_if(begin(), end(), [&](const Entry& e) { return e.name == name; });
+    return at == end() ? nullptr : &at->value;
 }
 
 void PropertyMap::insert_or_assign(PropertyName name, PropertyValue value)
 {
-    const auto at = lowerBound(entries_, name);
+    const auto isBefore = [](const Entry& entry, std::string_view wanted)
+    { return std::string_view(entry.name) < wanted; };
+    const auto at = std::lower_bound(entries_.begin(), entries_.end(), name, isBefore);
     if (at != entries_.end() && at->name == name)
     {
         at->value = std::move(value);
