@@ -12,9 +12,7 @@
 #include <atomic>
 #include <cerrno>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <thread>
-#include <unistd.h>
 
 namespace
 {
@@ -66,7 +64,8 @@ class ResourceFaults : public RawFaults
     {
         const auto begin = sim::Clock::now();
         expectEnd();
-        waitUntilGone();
+        // What started it may take a moment more, to tell its status.
+        EXPECT_TRUE(kit::waitUntilGone(daemon().pid(), kit::patience));
         slowestEnd_ = std::max(slowestEnd_, std::chrono::nanoseconds(sim::Clock::now() - begin));
         const auto ended = daemon().waitForEnd(kit::patience);
         ASSERT_TRUE(ended.has_value()) << kit::tailOf(daemon().log());
@@ -90,18 +89,6 @@ class ResourceFaults : public RawFaults
     }
 
     std::chrono::nanoseconds slowestEnd_{};
-
-  private:
-    /** What started the process may take a moment more, to tell its status. */
-    void waitUntilGone()
-    {
-        const child::Descriptor process{
-            static_cast<int>(syscall(SYS_pidfd_open, daemon().pid(), 0))};
-        if (process.get() >= 0)
-        {
-            child::waitReadable(process.get(), child::Clock::now() + kit::patience);
-        }
-    }
 };
 
 // ---- memory ----
