@@ -105,7 +105,7 @@ TEST_F(LargeMessages, M4AMegabyteInEachText)
     const auto [path, interfaces] = change.make(3);
     const std::string interface = interfaces.begin()->first;
     expectNoGrowth(
-        [&, &path = path]
+        [&]
         {
             for (const Kind& kind : faults::kinds())
             {
@@ -153,7 +153,7 @@ TEST_F(LargeMessages, M4TenThousandInterfaces)
         interfaces["an.Interface" + std::to_string(number)]["Key"] = Value::string("value");
     }
     expectNoGrowth(
-        [&, &path = path, &interfaces = interfaces]
+        [&]
         {
             expectWithin(5s, "processSmbiosMessagesInQueue", path + " Add ObjPath",
                          [&] { announce(kind, path, interfaces); });
@@ -169,7 +169,7 @@ TEST_F(LargeMessages, M4AHundredThousandProperties)
         interfaces.begin()->second["Property" + std::to_string(number)] = Value::string("value");
     }
     expectNoGrowth(
-        [&, &path = path, &interfaces = interfaces]
+        [&]
         {
             expectWithin(5s, "processSmbiosMessagesInQueue", path + " Add ObjPath",
                          [&] { announce(kind, path, interfaces); });
@@ -182,7 +182,7 @@ TEST_F(LargeMessages, M4NothingAtAll)
     const std::string interface = interfaces.begin()->first;
     const std::size_t sets = kovd.journal().setCount();
     expectNoGrowth(
-        [&, &path = path]
+        [&]
         {
             expectWithin(1s, "processSmbiosMessagesInQueue", path + " :Object path to be updated",
                          [&]
