@@ -64,8 +64,10 @@ class ResourceFaults : public RawFaults
     {
         const auto begin = sim::Clock::now();
         expectEnd();
-        const auto ended = daemon().waitForEnd(kit::patience);
+        // What started it may take a moment more, to tell its status.
+        EXPECT_TRUE(kit::waitUntilGone(daemon().pid(), kit::patience));
         slowestEnd_ = std::max(slowestEnd_, std::chrono::nanoseconds(sim::Clock::now() - begin));
+        const auto ended = daemon().waitForEnd(kit::patience);
         ASSERT_TRUE(ended.has_value()) << kit::tailOf(daemon().log());
         ASSERT_TRUE(WIFEXITED(*ended)) << "signal " << WTERMSIG(*ended);
         EXPECT_EQ(WEXITSTATUS(*ended), status);

@@ -243,13 +243,15 @@ std::optional<int> FaultTest::endedWithin(std::chrono::milliseconds limit)
 {
     expectEnd();
     const auto from = Clock::now();
-    const auto status = daemon().waitForEnd(allowed(limit));
+    const bool gone = waitUntilGone(daemon().pid(), allowed(limit));
+    const auto took = Clock::now() - from;
+    const auto status = gone ? daemon().waitForEnd(patience) : std::nullopt;
     if (!status)
     {
         ADD_FAILURE() << "it has not ended; " << tailOf(daemon().log());
         return std::nullopt;
     }
-    measured("ended after " + inMilliseconds(Clock::now() - from));
+    measured("ended after " + inMilliseconds(took));
     return WIFEXITED(*status) ? WEXITSTATUS(*status) : -WTERMSIG(*status);
 }
 

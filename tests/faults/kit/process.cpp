@@ -1,5 +1,6 @@
 #include "faults/kit/process.hpp"
 
+#include "child/pipe.hpp"
 #include "sim/error.hpp"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace kit
 {
@@ -86,6 +88,12 @@ bool waitsForEvents(pid_t pid)
     waits = waits || call == SYS_epoll_wait;
 #endif
     return waits;
+}
+
+bool waitUntilGone(pid_t pid, std::chrono::milliseconds limit)
+{
+    const child::Descriptor process{static_cast<int>(syscall(SYS_pidfd_open, pid, 0))};
+    return process.get() < 0 || child::waitReadable(process.get(), child::Clock::now() + limit);
 }
 
 } // namespace kit

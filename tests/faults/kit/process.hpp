@@ -36,4 +36,7 @@ long waitsIn(pid_t pid);
 /** True when its first thread waits for events of its loop. */
 bool waitsForEvents(pid_t pid);
 
+/** Waits until it has ended, its parent may know of it or not; false when the time ran out. */
+bool waitUntilGone(pid_t pid, std::chrono::milliseconds limit);
+
 } // namespace kit
