@@ -1,5 +1,59 @@
 #include "doubles/run_together.hpp"
 
+#include <chrono>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+namespace
+{
+
+/** Waits until the thread sleeps in the kernel, but not for long. */
+bool awaitAsleep(pid_t thread)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
+    while (std::chrono::steady_clock::now() < deadline)
+    {
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        std::string stat;
+        std::getline(file, stat);
+        const std::size_t name = stat.rfind(')'); // the state stands behind the name
+        if (name != std::string::npos && stat.compare(name, 3, ") S") == 0)
+        {
+            return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+} // namespace
+
+bool runInto(Mutex& mutex, const std::function<void()>& work,
+             const std::function<void()>& meanwhile)
+{
+    std::atomic<pid_t> working = 0;
+    std::thread thread;
+    bool asleep = false;
+    {
+        MutexLock lock(mutex);
+        thread = std::thread(
+            [&]
+            {
+                working = gettid();
+                work();
+            });
+        while (working == 0)
+        {
+            std::this_thread::yield();
+        }
+        asleep = awaitAsleep(working);
+        meanwhile();
+    }
+    thread.join();
+    return asleep;
+}
+
 void runTogether(const std::vector<std::function<void()>>& works)
 {
     std::atomic<std::size_t> waiting = works.size();

@@ -3,6 +3,8 @@
  */
 #pragma once
 
+#include "base/mutex.hpp"
+
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
@@ -13,6 +15,13 @@
 
 /** Returns when all have ended. Any thread. */
 void runTogether(const std::vector<std::function<void()>>& works);
+
+/**
+ * Runs `work` in a thread of its own, and `meanwhile` once that thread sleeps, which it does when
+ * it waits for the mutex, or, seldom, for something else. False when it did not sleep.
+ */
+bool runInto(Mutex& mutex, const std::function<void()>& work,
+             const std::function<void()>& meanwhile);
 
 /**
  * The same for many rounds: the threads are kept from one to the next, and a work begins only when

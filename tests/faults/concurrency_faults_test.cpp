@@ -89,6 +89,21 @@ TEST_F(RefusingLoop, C10EveryEpollCtlOfTheStartFailsOnce)
                   " starts ended with status 0, one went on without an executor");
 }
 
+TEST_F(RefusingLoop, C10ATimerThatCannotBeMadeCostsNoPairs)
+{
+    publishWithCanaries(sim::makeInventory(2, 1));
+    kit::Preloads preloads;
+    preloads.failing.push_back(
+        {.function = "timerfd_create", .error = EMFILE, .first = 2, .mainOnly = true});
+    startSettled(preloads);
+    EXPECT_EQ(logged("giveBackHeap"),
+              kit::Texts{"Free memory will not be given back: timerfd_create: System.Error.EMFILE: "
+                         "Too many open files"});
+    EXPECT_TRUE(lists() == kit::listsOf(2, 1));
+    expectCanary();
+    expectHealthy();
+}
+
 // ---- two discoveries ----
 
 /** Every SMBIOS path in the lists of one platform slot or processor at most. */

@@ -168,6 +168,12 @@ extern "C"
         return fails("epoll_wait") ? -1 : real(epoll, events, most, time, mask);
     }
 
+    int timerfd_create(int clock, int flags) noexcept
+    {
+        static const auto real = next<int (*)(int, int)>("timerfd_create");
+        return fails("timerfd_create") ? -1 : real(clock, flags);
+    }
+
     int sigaction(int number, const struct sigaction* action, struct sigaction* former) noexcept
     {
         static const auto real =

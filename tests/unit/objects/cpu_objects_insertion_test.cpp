@@ -3,6 +3,7 @@
 #include "doubles/cpu_world.hpp"
 #include "doubles/fresh_store.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/run_together.hpp"
 #include "doubles/sample_objects.hpp"
 #include "objects/cpu_objects.hpp"
 
@@ -403,6 +404,25 @@ TEST(InsertSMBIOSCacheObj, associatesTheCache)
     InsertSMBIOSCacheObj(cacheA, received(cache(13)));
     EXPECT_EQ(recorded_requests::all(),
               (Requests{{kovd1, {cpuTupleOf(cpu1), cacheTupleOf("L3CacheHandle", cacheA)}}}));
+}
+
+TEST(InsertSMBIOSCacheObj, leavesACacheThatVanishesMeanwhile)
+{
+    const string vanished = cacheA + " Not able to get SMBIOS map";
+    // Should the thread have slept for another reason than the pairs, it is tried again.
+    for (int attempt = 0; attempt < 100 && !recorded_log::contains(vanished); ++attempt)
+    {
+        resetStore();
+        smbiosCacheObjs.insertObject(cacheA, cache(11));
+        EXPECT_TRUE(runInto(
+            cpuCacheAssociationPairsMutex,
+            [] { InsertSMBIOSCacheObj(cacheA, received(cache(12))); },
+            [] { smbiosCacheObjs.eraseObject(cacheA); }));
+    }
+    EXPECT_FALSE(smbiosCacheObjs.hasObject(cacheA));
+    EXPECT_FALSE(takeRecoveryRequest());
+    EXPECT_EQ(engineLines(), (Lines{"5 InsertSMBIOSCacheObj: SmbiosPath:" + cacheA,
+                                    "1 InsertSMBIOSCacheObj: " + vanished}));
 }
 
 // InsertKOVDCPUObj

@@ -3,20 +3,16 @@
 #include "doubles/pcie_world.hpp"
 #include "doubles/recorded_log.hpp"
 #include "doubles/recorded_requests.hpp"
+#include "doubles/run_together.hpp"
 #include "doubles/sample_objects.hpp"
 #include "objects/pcie_objects.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <fstream>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
-#include <thread>
-#include <unistd.h>
 
 namespace
 {
@@ -123,25 +119,6 @@ string shown(const PropertyValue& value)
     return std::to_string(std::get<std::uint8_t>(value));
 }
 
-/** Waits until the thread sleeps in the kernel, but not for long. */
-bool awaitAsleep(pid_t thread)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
-    while (std::chrono::steady_clock::now() < deadline)
-    {
-        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-        string stat;
-        std::getline(file, stat);
-        const std::size_t name = stat.rfind(')'); // the state stands behind the name
-        if (name != string::npos && stat.compare(name, 3, ") S") == 0)
-        {
-            return true;
-        }
-        std::this_thread::yield();
-    }
-    return false;
-}
-
 class Insert : public testing::TestWithParam<Routine>
 {
   protected:
@@ -182,24 +159,9 @@ class Insert : public testing::TestWithParam<Routine>
     /** The insert has seen the object and waits for the pairs when the object goes. */
     void insertWhileTheObjectVanishes(const ReceivedProperties& message) const
     {
-        std::atomic<pid_t> inserting = 0;
-        std::thread thread;
-        {
-            MutexLock lock(associationPairsMutex);
-            thread = std::thread(
-                [&]
-                {
-                    inserting = gettid();
-                    insert(message);
-                });
-            while (inserting == 0)
-            {
-                std::this_thread::yield();
-            }
-            EXPECT_TRUE(awaitAsleep(inserting));
-            routine.objects.eraseObject(path);
-        }
-        thread.join();
+        EXPECT_TRUE(runInto(
+            associationPairsMutex, [&] { insert(message); },
+            [&] { routine.objects.eraseObject(path); }));
     }
 
     /** The object is paired, as its own side has it. */
