@@ -30,14 +30,6 @@ using allocations::pathOf;
 using machine::Kind;
 using std::string;
 
-constexpr std::array<void (*)(const string&, const ReceivedProperties&), machine::kindCount>
-    inserts = {
-        InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
-        InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
-        InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
-        InsertKOVDCPUObj,
-};
-
 constexpr std::array allKinds = {
     Kind::smbiosSlot, Kind::kovdSlot,    Kind::kovdDevice, Kind::kovdChassis,
     Kind::smbiosCpu,  Kind::smbiosCache, Kind::kovdCpu,
@@ -45,8 +37,7 @@ constexpr std::array allKinds = {
 
 void insert(Kind kind, int number = 1)
 {
-    inserts[static_cast<std::size_t>(kind)](pathOf(kind, number),
-                                            machine::wholeObject(kind, number));
+    state::insertOf(kind)(pathOf(kind, number), machine::wholeObject(kind, number));
 }
 
 /** All of the first two slots and processors, paired, but one object. */
@@ -91,7 +82,7 @@ class InsertMemory : public testing::TestWithParam<Kind>
 
     void insertIt() const
     {
-        inserts[static_cast<std::size_t>(kind)](path, whole);
+        state::insertOf(kind)(path, whole);
     }
 };
 

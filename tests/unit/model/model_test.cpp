@@ -30,14 +30,6 @@ using machine::Kind;
 using model::Line;
 using std::string;
 
-constexpr std::array<void (*)(const string&, const ReceivedProperties&), machine::kindCount>
-    inserts = {
-        InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
-        InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
-        InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
-        InsertKOVDCPUObj,
-};
-
 void remove(Kind kind, const string& path)
 {
     if (kind == Kind::smbiosSlot)
@@ -64,7 +56,7 @@ void happenToTheDaemon(const Event& event)
     switch (event.type)
     {
         case Event::Type::insert:
-            inserts[static_cast<std::size_t>(event.kind)](event.path, event.properties);
+            state::insertOf(event.kind)(event.path, event.properties);
             break;
         case Event::Type::removal:
             remove(event.kind, event.path);

@@ -25,6 +25,13 @@ const std::array<ObjectMap*, machine::kindCount> maps = {
     &smbiosCPUObjs,      &smbiosCacheObjs,  &kovdCPUObjs,
 };
 
+constexpr std::array<InsertOperation, machine::kindCount> inserts = {
+    InsertSMBIOSPCIeSlotObj,  InsertKOVDPCIeSlotObj,
+    InsertKOVDPCIeDevicesObj, InsertKOVDChassisPathSlotObjs,
+    InsertSMBIOSCPUObj,       InsertSMBIOSCacheObj,
+    InsertKOVDCPUObj,
+};
+
 model::Objects objectsIn(const ObjectMap& map)
 {
     model::Objects objects;
@@ -187,6 +194,11 @@ State state::ofTheModel(const World& world)
 ObjectMap& state::mapOf(Kind kind)
 {
     return *maps[static_cast<std::size_t>(kind)];
+}
+
+InsertOperation state::insertOf(Kind kind)
+{
+    return inserts[static_cast<std::size_t>(kind)];
 }
 
 Texts state::shown(const State& state)

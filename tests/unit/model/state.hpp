@@ -6,6 +6,7 @@
  */
 #pragma once
 
+#include "intake/rows.hpp"
 #include "model.hpp"
 #include "store/object_map.hpp"
 
@@ -41,6 +42,9 @@ using Texts = std::vector<std::string>;
 
 /** Where the daemon keeps the objects of a kind. */
 ObjectMap& mapOf(machine::Kind kind);
+
+/** How an object of a kind gets there. */
+InsertOperation insertOf(machine::Kind kind);
 
 /** A line for each thing that stands, in the order of State. */
 Texts shown(const State& state);
