@@ -35,7 +35,7 @@ struct Pace
 {
     const char* name;
     unsigned warp;
-    unsigned early; // each so-manieth timed wait ends when half of its time is left
+    unsigned early; // one of so many timed waits ends when half of its time is left; 0: none
 };
 
 void PrintTo(const Pace& pace, std::ostream* stream)
