@@ -28,7 +28,7 @@ struct Preloads
     /** How many times as fast the daemon's steady clock runs. */
     unsigned warp = 1;
 
-    /** Each so-manieth timed wait returns when half of its time is left; 0 for none. */
+    /** One of so many timed waits returns when half of its time is left; 0 for none. */
     unsigned early = 0;
 
     std::vector<FailingCall> failing = {};
